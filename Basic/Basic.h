@@ -1,0 +1,18 @@
+// Every public header of the library.
+#ifndef BASIC_BASIC_H
+#define BASIC_BASIC_H
+
+#include "Basic/DynamicLink/BasicInit.h"
+#include "Basic/FendrakeOS/FendrakeThread.h"
+#include "Basic/FendrakeStdLib/FendrakeAssert.h"
+#include "Basic/FendrakeStdLib/FendrakeCString.h"
+#include "Basic/FendrakeStdLib/FendrakeDebug.h"
+#include "Basic/FendrakeStdLib/FendrakeEnumName.h"
+#include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"
+#include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
+#include "Basic/FendrakeStdLib/FendrakePathConfiguration.h"
+#include "Basic/FendrakeStdLib/FendrakeRuntimeConfiguration.h"
+#include "Basic/FendrakeStdLib/FendrakeString.h"
+#include "Basic/FendrakeStdLib/FendrakeVector.h"
+
+#endif
