@@ -10,8 +10,11 @@
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
 #include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"
 #include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
+#include "Basic/FendrakeStdLib/FendrakeOstream.h"
 #include "Basic/FendrakeStdLib/FendrakePathConfiguration.h"
+#include "Basic/FendrakeStdLib/FendrakePrintfOutput.h"
 #include "Basic/FendrakeStdLib/FendrakeRuntimeConfiguration.h"
+#include "Basic/FendrakeStdLib/FendrakeStdio.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
 #include "Basic/FendrakeStdLib/FendrakeVector.h"
 
