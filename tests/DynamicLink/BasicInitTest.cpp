@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "ArgList.h"
+
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -13,16 +15,6 @@
 // BasicInit runs once per process, so each case runs in a child of its own
 // and reports through its exit code.
 namespace {
-struct ArgList {
-    explicit ArgList(std::vector<std::string> iWords) : mWords(std::move(iWords)) {
-        for (std::string& word : mWords)
-            mPointers.push_back(&word[0]);
-        mPointers.push_back(nullptr);
-    }
-    std::vector<std::string> mWords;
-    std::vector<char*> mPointers;
-};
-
 void InitWithEnvironment(const char* iMonitor, const char* iDepth) {
     if (iMonitor)
         setenv("FENDRAKE_OBJECT_MONITOR", iMonitor, 1);
@@ -33,7 +25,7 @@ void InitWithEnvironment(const char* iMonitor, const char* iDepth) {
     else
         unsetenv("FENDRAKE_OBJECT_MONITOR_STACK_DEPTH");
     ArgList list({"prog"});
-    FendrakeOptArguments args(1, list.mPointers.data());
+    FendrakeOptArguments args = list.Args();
     BasicInit(&args);
 }
 } // namespace
@@ -84,11 +76,11 @@ TEST(BasicInitTest, TakesBothConfigurationOptionsAndRunsOnce) {
     EXPECT_EXIT(
         {
             ArgList list({"prog", "--config=/nonexistent/a", "keep", "-c", "/nonexistent/b"});
-            FendrakeOptArguments args(5, list.mPointers.data());
+            FendrakeOptArguments args = list.Args();
             BasicInit(&args);
             const bool taken = args.argc == 2 && std::string(args.argv[1]) == "keep";
             ArgList again({"prog", "-c", "x"});
-            FendrakeOptArguments second(3, again.mPointers.data());
+            FendrakeOptArguments second = again.Args();
             BasicInit(&second); // no-op: the option stays
             BasicTerm();
             BasicTerm();

@@ -5,26 +5,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ArgList.h"
+
 #include <string>
 #include <vector>
 
 using testing::HasSubstr;
 
 namespace {
-// An argument list that owns its strings, like main's.
-struct ArgList {
-    explicit ArgList(std::vector<std::string> iWords) : mWords(std::move(iWords)) {
-        for (std::string& word : mWords)
-            mPointers.push_back(&word[0]);
-        mPointers.push_back(nullptr);
-    }
-    FendrakeOptArguments Args() {
-        return FendrakeOptArguments(int(mWords.size()), mPointers.data());
-    }
-    std::vector<std::string> mWords;
-    std::vector<char*> mPointers;
-};
-
 std::vector<std::string> Remaining(const FendrakeOptArguments& iArgs) {
     return std::vector<std::string>(iArgs.argv, iArgs.argv + iArgs.argc);
 }
