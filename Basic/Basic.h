@@ -7,6 +7,7 @@
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
+#include "Basic/FendrakeStdLib/FendrakeDirIterator.h"
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
 #include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"
 #include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
