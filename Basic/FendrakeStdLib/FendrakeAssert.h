@@ -54,8 +54,7 @@ void fendrake_memory_is_valid(unsigned char* iData, unsigned iLength);
 }
 
 // Empty on this platform.
-void PrintCallStack(FendrakeThread* iThread, FunctionTrack1* iTrack, const char* iText,
-                    bool iAll);
+void PrintCallStack(FendrakeThread* iThread, FunctionTrack1* iTrack, const char* iText, bool iAll);
 void FendrakeDebugInitPlatform();
 void FendrakeDebugTermPlatform();
 
@@ -125,7 +124,8 @@ private:
 #define FENDRAKE_ASSERT_STREAM_AT(iFile, iLine, iCondition, iText, iDetails)                       \
     do {                                                                                           \
         if (!(iCondition)) {                                                                       \
-            FendrakeFailureStream failure_(iFile, iLine, iText, FendrakeFailureStream::eAssertion); \
+            FendrakeFailureStream failure_(iFile, iLine, iText,                                    \
+                                           FendrakeFailureStream::eAssertion);                     \
             failure_ iDetails;                                                                     \
             failure_.fire();                                                                       \
         }                                                                                          \
@@ -133,7 +133,8 @@ private:
 #define FENDRAKE_CHECK_STREAM_AT(iFile, iLine, iCondition, iText, iDetails)                        \
     do {                                                                                           \
         if (!(iCondition)) {                                                                       \
-            FendrakeFailureStream failure_(iFile, iLine, iText, FendrakeFailureStream::eAttention); \
+            FendrakeFailureStream failure_(iFile, iLine, iText,                                    \
+                                           FendrakeFailureStream::eAttention);                     \
             failure_ iDetails;                                                                     \
             failure_.fire();                                                                       \
         }                                                                                          \

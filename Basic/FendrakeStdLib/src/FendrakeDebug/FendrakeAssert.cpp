@@ -30,11 +30,10 @@ void ReportPlain(FendrakeFailureStream::Kind iKind, const char* iFile, int iLine
                  const char* iExpression) {
     const int access = getprintaccess();
     if (fendrake_level_enabled(LevelOf(iKind)))
-        fendrake_print_with_level(LevelOf(iKind), "", "", "",
-                                  "%s:%d %s `%s' failed (calling task: %s).\n", iFile, iLine,
-                                  iKind == FendrakeFailureStream::eAssertion ? kAssertion
-                                                                             : kAttention,
-                                  iExpression, FendrakeThreadThisName());
+        fendrake_print_with_level(
+            LevelOf(iKind), "", "", "", "%s:%d %s `%s' failed (calling task: %s).\n", iFile, iLine,
+            iKind == FendrakeFailureStream::eAssertion ? kAssertion : kAttention, iExpression,
+            FendrakeThreadThisName());
     if (access)
         releaseprintaccess();
     FireHook(iKind, iFile, iLine);
@@ -52,8 +51,8 @@ void ReportDetailV(FendrakeFailureStream::Kind iKind, const char* iFile, int iLi
 std::atomic<unsigned int> sZeroBytesSeen{0};
 } // namespace
 
-FendrakeFailureStream::FendrakeFailureStream(const char* iFile, int iLine,
-                                             const char* iExpression, Kind iKind)
+FendrakeFailureStream::FendrakeFailureStream(const char* iFile, int iLine, const char* iExpression,
+                                             Kind iKind)
     : mFile(iFile), mLine(iLine), mKind(iKind), mAccess(getprintaccess()),
       mPrinting(fendrake_level_enabled(LevelOf(iKind))) {
     if (!mPrinting)

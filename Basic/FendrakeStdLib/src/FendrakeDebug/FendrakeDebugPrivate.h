@@ -15,8 +15,8 @@ void FendrakeDebugPlatformCloseSystemLog();
 
 // Day line and the times of a log line, kept across lines.
 struct FendrakeLogTimeState {
-    unsigned int mDayBase = 0;  // wall-clock second that starts the day of the last day line
-    int mLastUptimeSec = 0;     // time since application start at the previous line
+    unsigned int mDayBase = 0; // wall-clock second that starts the day of the last day line
+    int mLastUptimeSec = 0;    // time since application start at the previous line
     int mLastUptimeUsec = 0;
 };
 

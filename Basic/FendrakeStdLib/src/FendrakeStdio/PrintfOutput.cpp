@@ -273,8 +273,7 @@ int PrintfOutput::iAppendFloat(const ConvertionFlags& iFlags, char iFormat, doub
 
     const char lower = static_cast<char>(tolower(static_cast<unsigned char>(iFormat)));
     const bool strip = lower == 'g';
-    const bool exponentForm =
-        lower == 'e' || (strip && (precision <= exponent || exponent < -4));
+    const bool exponentForm = lower == 'e' || (strip && (precision <= exponent || exponent < -4));
     long long intDigits = 1;
     if (!exponentForm && exponent > 0)
         intDigits = exponent + 1;
@@ -399,8 +398,8 @@ int PrintfOutput::AppendFormatedPrintfV(bool iZeroTerminate, const char* iFormat
                 break;
             case 'd':
             case 'i': {
-                const long long value = lengthCount == 2 ? va_arg(iArgs, long long)
-                                                         : va_arg(iArgs, int);
+                const long long value =
+                    lengthCount == 2 ? va_arg(iArgs, long long) : va_arg(iArgs, int);
                 stopped = iAppendInteger(Normalized(flags), false, 10, true,
                                          static_cast<unsigned long long>(value));
                 break;
@@ -461,8 +460,8 @@ int PrintfOutput::AppendFormatedPrintfV(bool iZeroTerminate, const char* iFormat
                 break;
             default:
                 if (static_cast<unsigned char>(conversion) == 0xA4)
-                    stopped = iAppendText(Normalized(flags), va_arg(iArgs, const char*),
-                                          eFoldLower);
+                    stopped =
+                        iAppendText(Normalized(flags), va_arg(iArgs, const char*), eFoldLower);
                 break; // any other character ends the conversion silently
             }
         }
@@ -522,8 +521,8 @@ int PrintfOutput::AppendFormatedIntegerIntern(const ConvertionFlags& iFlags, boo
     return 0;
 }
 
-int PrintfOutput::AppendFormatedFloat(const ConvertionFlags& iFlags, bool iUpperCase,
-                                      char iFormat, double iValue) {
+int PrintfOutput::AppendFormatedFloat(const ConvertionFlags& iFlags, bool iUpperCase, char iFormat,
+                                      double iValue) {
     if (iUpperCase)
         iFormat = static_cast<char>(toupper(static_cast<unsigned char>(iFormat)));
     FormatingStart();

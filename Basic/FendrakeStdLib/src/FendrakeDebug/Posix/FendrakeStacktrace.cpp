@@ -67,8 +67,7 @@ void FendrakeObjectMonitor::PrintStack(void** iFrames, unsigned int iCount, FILE
     free(symbols);
 }
 
-void FendrakeObjectMonitor::PrintStacktrace(FILE* iOut, unsigned int iMaximum,
-                                            unsigned int iSkip) {
+void FendrakeObjectMonitor::PrintStacktrace(FILE* iOut, unsigned int iMaximum, unsigned int iSkip) {
     PrintLine(iOut, "FendrakeStackTrace:\n");
     // The frames live on the stack: bounded, whatever the caller asks for.
     void* frames[kMostFrames + 1];
