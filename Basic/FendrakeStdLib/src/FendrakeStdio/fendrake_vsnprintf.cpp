@@ -1,19 +1,19 @@
 #include "Basic/FendrakeStdLib/FendrakeStdio.h"
 
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
-#include "Basic/FendrakeStdLib/FendrakeCString.h"
 #include "Basic/FendrakeStdLib/FendrakePrintfOutput.h"
 
-#include <climits>
+#include <cstring>
 
 int SnprintfOutput::LimitReached() {
     mEnd[-1] = 0;
     return 1;
 }
 
+// The result of fendrake_strnlen bounded by the buffer size; the C library's
+// strnlen gives the same and scans long texts faster.
 unsigned int SnprintfOutput::Strlen(const char* iText) const {
-    const long size = mEnd - mStart;
-    return fendrake_strnlen(iText, size > INT_MAX ? INT_MAX : static_cast<int>(size));
+    return static_cast<unsigned int>(strnlen(iText, static_cast<size_t>(mEnd - mStart)));
 }
 
 int fendrake_vsnprintf(char* oBuffer, unsigned int iSize, const char* iFormat, va_list iArgs) {
