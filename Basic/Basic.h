@@ -3,6 +3,7 @@
 #define BASIC_BASIC_H
 
 #include "Basic/DynamicLink/BasicInit.h"
+#include "Basic/FendrakeOS/FendrakeMutex.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
