@@ -3,10 +3,14 @@
 #define BASIC_BASIC_H
 
 #include "Basic/DynamicLink/BasicInit.h"
+#include "Basic/FendrakeOS/FendrakeCondition.h"
 #include "Basic/FendrakeOS/FendrakeMutex.h"
+#include "Basic/FendrakeOS/FendrakeReadWriteLock.h"
+#include "Basic/FendrakeOS/FendrakeSemaphore.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
+#include "Basic/FendrakeStdLib/FendrakeCheckPoint.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
 #include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"

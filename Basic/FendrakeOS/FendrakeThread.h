@@ -6,6 +6,8 @@ class FendrakeThread {
 public:
     // pthread_self() of the calling thread; the owner checks of the locks rest on it.
     static unsigned long ThisNative();
+    // Gives the processor to another ready thread.
+    static void Reschedule();
 };
 
 extern "C" {
