@@ -18,6 +18,7 @@
 #include "Basic/FendrakeStdLib/FendrakePathConfiguration.h"
 #include "Basic/FendrakeStdLib/FendrakeRuntimeConfiguration.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
+#include "Basic/FendrakeStdLib/FendrakeTime.h"
 #include "Basic/FendrakeStdLib/FendrakeVector.h"
 
 #endif
