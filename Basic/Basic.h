@@ -5,6 +5,7 @@
 #include "Basic/DynamicLink/BasicInit.h"
 #include "Basic/FendrakeOS/FendrakeCondition.h"
 #include "Basic/FendrakeOS/FendrakeMutex.h"
+#include "Basic/FendrakeOS/FendrakeOSInit.h"
 #include "Basic/FendrakeOS/FendrakeReadWriteLock.h"
 #include "Basic/FendrakeOS/FendrakeSemaphore.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
