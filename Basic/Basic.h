@@ -13,6 +13,7 @@
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
 #include "Basic/FendrakeStdLib/FendrakeCheckPoint.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
+#include "Basic/FendrakeStdLib/FendrakeDirIterator.h"
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
 #include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"
 #include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
