@@ -1,11 +1,14 @@
 #include "Basic/FendrakeOS/FendrakeMutex.h"
-#include "Basic/FendrakeOS/FendrakeThread.h"
 
+#include "Basic/FendrakeOS/FendrakeCondition.h"
+#include "Basic/FendrakeOS/FendrakeReadWriteLock.h"
+#include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Capture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <future>
@@ -14,54 +17,34 @@
 using testing::HasSubstr;
 
 namespace {
-// Runs iProbe on a thread of its own and gives its result: the probe sees the
-// lock as a stranger would.
-int FromOtherThread(const std::function<int()>& iProbe) {
-    return std::async(std::launch::async, iProbe).get();
-}
-
-long long MillisecondsSince(std::chrono::steady_clock::time_point iStart) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                                 iStart)
-        .count();
+// Tries the lock from a thread of its own, as a stranger would, and lets go again.
+template <typename Lock> int StrangerTakes(Lock& ioLock, unsigned iTimeoutMs) {
+    return std::async(std::launch::async,
+                      [&] {
+                          const int result = ioLock.Lock(iTimeoutMs);
+                          if (result == 0)
+                              ioLock.Unlock();
+                          return result;
+                      })
+        .get();
 }
 } // namespace
 
-TEST(FendrakeMutexTest, TryLockFailsWhileHeldElsewhere) {
-    FendrakeMutex mutex;
-    ASSERT_EQ(0, mutex.Lock());
-    EXPECT_EQ(-1, FromOtherThread([&] { return mutex.TryLock(); }));
-    EXPECT_EQ(0, mutex.Unlock());
-    EXPECT_EQ(0, FromOtherThread([&] {
-                  const int result = mutex.TryLock();
-                  mutex.Unlock();
-                  return result;
-              }));
-}
-
 // timeoutMs + 1 tries with a millisecond's sleep after each, the last one included.
-TEST(FendrakeMutexTest, TimedLockGivesUpAfterItsTriesWhenHeldElsewhere) {
+TEST(FendrakeMutexTest, TimedLockPollsUntilReleasedOrOutOfTries) {
     FendrakeMutex mutex;
     ASSERT_EQ(0, mutex.Lock());
+    EXPECT_EQ(-1, std::async(std::launch::async, [&] { return mutex.TryLock(); }).get());
     for (unsigned timeoutMs : {0u, 5u}) {
-        SCOPED_TRACE(timeoutMs);
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(-1, FromOtherThread([&] { return mutex.Lock(timeoutMs); }));
-        EXPECT_GE(MillisecondsSince(start), timeoutMs + 1);
+        EXPECT_EQ(-1, StrangerTakes(mutex, timeoutMs));
+        EXPECT_GE(std::chrono::steady_clock::now() - start,
+                  std::chrono::milliseconds(timeoutMs + 1));
     }
-    mutex.Unlock();
-}
-
-TEST(FendrakeMutexTest, TimedLockTakesTheLockOnceReleased) {
-    FendrakeMutex mutex;
-    ASSERT_EQ(0, mutex.Lock());
     std::promise<void> trying;
     auto waiter = std::async(std::launch::async, [&] {
         trying.set_value();
-        const int result = mutex.Lock(120000);
-        if (result == 0)
-            mutex.Unlock();
-        return result;
+        return StrangerTakes(mutex, 120000);
     });
     trying.get_future().wait();
     mutex.Unlock();
@@ -73,33 +56,12 @@ TEST(FendrakeMutexNestedTest, HeldUntilTheLastUnlockOfItsOwner) {
     ASSERT_EQ(0, mutex.Lock());
     ASSERT_EQ(0, mutex.TryLock());
     ASSERT_EQ(0, mutex.Lock(0));
-    const auto strangerTries = [&] {
-        return FromOtherThread([&] {
-            const int result = mutex.TryLock();
-            if (result == 0)
-                mutex.Unlock();
-            return result;
-        });
-    };
-    EXPECT_EQ(-1, strangerTries());
-    EXPECT_EQ(2, mutex.Unlock());
-    EXPECT_EQ(-1, strangerTries());
-    EXPECT_EQ(1, mutex.Unlock());
-    EXPECT_EQ(-1, strangerTries());
-    EXPECT_EQ(0, mutex.Unlock());
-    EXPECT_EQ(0, strangerTries());
-}
-
-TEST(FendrakeMutexNestedTest, TimedLockOfAStrangerFailsAndLeavesNoOwnership) {
-    FendrakeMutexNested mutex;
-    ASSERT_EQ(0, mutex.Lock());
-    EXPECT_EQ(-1, FromOtherThread([&] { return mutex.Lock(2); }));
-    EXPECT_EQ(0, mutex.Unlock());
-    // The stranger's failed attempt must not have made it the owner.
-    EXPECT_EQ(0, FromOtherThread([&] {
-                  const int locked = mutex.Lock(2);
-                  return locked == 0 ? mutex.Unlock() : -1;
-              }));
+    for (int held = 2; held >= 0; --held) {
+        EXPECT_EQ(-1, StrangerTakes(mutex, 0));
+        EXPECT_EQ(held, mutex.Unlock());
+    }
+    // A failed try that left its thread as owner would have failed the Unlocks above.
+    EXPECT_EQ(0, StrangerTakes(mutex, 0));
 }
 
 TEST(FendrakeMutexNestedTest, UnlockByStrangerAssertsWithAllNumbersAndKeepsTheCount) {
@@ -107,21 +69,23 @@ TEST(FendrakeMutexNestedTest, UnlockByStrangerAssertsWithAllNumbersAndKeepsTheCo
     FendrakeMutexNested mutex;
     mutex.Lock();
     mutex.Lock();
-    bool fired = false;
-    std::thread([&] {
-        try {
-            mutex.Unlock();
-        } catch (const AssertionFired&) {
-            fired = true;
-        }
-    }).join();
-    EXPECT_TRUE(fired);
+    std::thread([&] { EXPECT_THROW(mutex.Unlock(), AssertionFired); }).join();
     const std::string output = CapturedOutput();
     EXPECT_THAT(output, HasSubstr("Basic/FendrakeOS/src/FendrakeMutex/FendrakeMutexNested:115 "
                                   "Assertion `currentThread == mCurrentLocker' failed"));
     EXPECT_THAT(output, testing::ContainsRegex(" currentThread=[0-9]+, mCurrentLocker=" +
                                                std::to_string(FendrakeThread::ThisNative()) +
                                                ", mCount=2\n"));
+    EXPECT_EQ(1, mutex.Unlock());
+    EXPECT_EQ(0, mutex.Unlock());
+}
+
+TEST(FendrakeMutexNestedTest, ConditionWaitKeepsOwnerAndCount) {
+    FendrakeMutexNested mutex;
+    FendrakeCondition condition;
+    mutex.Lock();
+    mutex.Lock();
+    EXPECT_FALSE(condition.Wait(mutex, 1));
     EXPECT_EQ(1, mutex.Unlock());
     EXPECT_EQ(0, mutex.Unlock());
 }
@@ -157,4 +121,30 @@ TEST(FendrakeMutexTest, CopyAndAssignmentAssertAtTheirOwnLines) {
         EXPECT_THAT(LastLogLine(), HasSubstr(std::string("Basic/FendrakeOS/src/FendrakeMutex/") +
                                              row.mPlace + "Assertion `0' failed"));
     }
+}
+
+TEST(FendrakeReadWriteLockTest, WriterGetsInOnlyAfterEveryReaderLeft) {
+    FendrakeReadWriteLock lock;
+    std::atomic<int> readersInside{1};
+    lock.ReadLock();
+    auto writer = std::async(std::launch::async, [&] {
+        lock.WriteLock();
+        const int seen = readersInside;
+        lock.WriteUnlock();
+        return seen;
+    });
+    for (int i = 0; i < 1000; ++i)
+        std::this_thread::yield(); // let the writer reach the slots if it can
+    readersInside = 0;
+    lock.ReadUnlock();
+    EXPECT_EQ(0, writer.get());
+}
+
+// 1 only when nothing at all could be taken; a free lock answers 0 and keeps its gate.
+TEST(FendrakeReadWriteLockTest, WriteTryLockKeepsItsInvertedAnswer) {
+    FendrakeReadWriteLock lock;
+    EXPECT_EQ(0, lock.WriteTryLock());
+    for (int i = 0; i < 15; ++i)
+        lock.ReadLock();
+    EXPECT_EQ(1, lock.WriteTryLock());
 }

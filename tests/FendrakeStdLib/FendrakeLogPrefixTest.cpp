@@ -1,6 +1,5 @@
 // The log line's prefix: the two times, then the thread's name and priority.
 // Disabled until the logging core writes these fields; remove DISABLED_ then.
-#include "Basic/FendrakeOS/FendrakeSemaphore.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 #include "Capture.h"
@@ -10,10 +9,12 @@
 
 #include <string>
 
-using testing::MatchesRegex;
-
 namespace {
-const char* const kTimes = "\\[[0-9]+,[0-9]{6}\\]\\[[0-9]{2}:[0-9]{2}:[0-9]{2},[0-9]{6}\\] ";
+std::string Prefix(const std::string& iThread) {
+    return "(---\\[Day is [A-Za-z]+ [0-9 -:]+\\]---\n)?"
+           "\\[[0-9]+,[0-9]{6}\\]\\[[0-9]{2}:[0-9]{2}:[0-9]{2},[0-9]{6}\\] " +
+           iThread + " ";
+}
 
 class LoggingThread : public FendrakeThread {
 public:
@@ -25,29 +26,22 @@ protected:
         return 0;
     }
 };
-
-class FendrakeLogPrefixTest : public testing::Test {
-protected:
-    void SetUp() override { FendrakeThread::Initialize(); }
-    void TearDown() override { FendrakeThread::Destruct(); }
-};
 } // namespace
 
-TEST_F(FendrakeLogPrefixTest, DISABLED_MainLineCarriesTimesNameAndPriority) {
-    CaptureScope capture;
-    FENDRAKE_LOG_AT("Basic/FendrakeOS/x", 12, 1, "Hello\n");
-    const std::string priority = std::to_string(FendrakeThreadThisPriority());
-    EXPECT_THAT(LastLogLine(),
-                MatchesRegex(std::string("(---\\[Day is [A-Za-z]+ [0-9 -:]+\\]---\n)?") + kTimes +
-                             "main\\." + priority + " Basic/FendrakeOS/x:12\\(L1\\)Hello\n"));
-}
-
-TEST_F(FendrakeLogPrefixTest, DISABLED_ThreadLineCarriesItsOwnNameAndPriority) {
-    CaptureScope capture;
-    LoggingThread thread;
-    thread.Start();
-    thread.WaitForTermination();
-    EXPECT_THAT(LastLogLine(),
-                MatchesRegex(std::string("(---\\[Day is [A-Za-z]+ [0-9 -:]+\\]---\n)?") + kTimes +
-                             "logger\\.10 Basic/FendrakeOS/y:34\\(L1\\)From a thread\n"));
+TEST(FendrakeLogPrefixTest, DISABLED_LinesCarryTimesThreadNameAndPriority) {
+    FendrakeThread::Initialize();
+    {
+        CaptureScope capture;
+        FENDRAKE_LOG_AT("Basic/FendrakeOS/x", 12, 1, "Hello\n");
+        const std::string main = "main\\." + std::to_string(FendrakeThreadThisPriority());
+        EXPECT_THAT(LastLogLine(),
+                    testing::MatchesRegex(Prefix(main) + "Basic/FendrakeOS/x:12\\(L1\\)Hello\n"));
+        LoggingThread thread;
+        thread.Start();
+        thread.WaitForTermination();
+        EXPECT_THAT(LastLogLine(), testing::MatchesRegex(Prefix("logger\\.10") +
+                                                         "Basic/FendrakeOS/y:34\\(L1\\)From a "
+                                                         "thread\n"));
+    }
+    FendrakeThread::Destruct();
 }
