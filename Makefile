@@ -4,11 +4,12 @@ BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 WERROR ?= OFF
 SANITIZE ?= OFF
+TSAN ?= OFF
 JOBS ?= $(shell nproc)
 CMAKE_ARGS ?=
 
 CONFIGURE = cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) \
-	-DBASIC_WERROR=$(WERROR) -DBASIC_SANITIZE=$(SANITIZE) $(CMAKE_ARGS)
+	-DBASIC_WERROR=$(WERROR) -DBASIC_SANITIZE=$(SANITIZE) -DBASIC_TSAN=$(TSAN) $(CMAKE_ARGS)
 
 .PHONY: all bootstrap configure build demo test bench clean
 

@@ -3,9 +3,15 @@
 #define BASIC_BASIC_H
 
 #include "Basic/DynamicLink/BasicInit.h"
+#include "Basic/FendrakeOS/FendrakeCondition.h"
+#include "Basic/FendrakeOS/FendrakeMutex.h"
+#include "Basic/FendrakeOS/FendrakeOSInit.h"
+#include "Basic/FendrakeOS/FendrakeReadWriteLock.h"
+#include "Basic/FendrakeOS/FendrakeSemaphore.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
+#include "Basic/FendrakeStdLib/FendrakeCheckPoint.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 #include "Basic/FendrakeStdLib/FendrakeDirIterator.h"
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
@@ -17,6 +23,7 @@
 #include "Basic/FendrakeStdLib/FendrakeRuntimeConfiguration.h"
 #include "Basic/FendrakeStdLib/FendrakeStdio.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
+#include "Basic/FendrakeStdLib/FendrakeTime.h"
 #include "Basic/FendrakeStdLib/FendrakeVector.h"
 
 #endif

@@ -1,6 +1,20 @@
-// A small application on top of Basic: start, banner, a few values, stop.
-// Everything but the banner goes through the library's log.
+// A small application on top of Basic: start, banner, a few values, one
+// worker thread, stop. Everything but the banner goes through the library's log.
 #include "Basic/Basic.h"
+
+namespace {
+// Logs one line on a thread of its own and ends.
+class Greeter : public FendrakeThread {
+public:
+    Greeter() : FendrakeThread("greeter", nullptr, 10, 0) {}
+
+protected:
+    int Body(void*) override {
+        FENDRAKE_LOG(1, "Hello from thread %s\n", FendrakeThreadThisName());
+        return 0;
+    }
+};
+} // namespace
 
 int main(int argc, char** argv) {
     FendrakeOptArguments args(argc, argv);
@@ -18,6 +32,11 @@ int main(int argc, char** argv) {
                       FendrakeRuntimeConfigGetInt(_YCONFIG_OUTPUT_CUTOFF_MIN_MDB));
     FENDRAKE_LOG_STREAM(1) << "Configuration date " << FendrakeRuntimeConfigGetUint(_YCONFIG_DATE)
                            << "\n";
+
+    Greeter greeter;
+    greeter.Start();
+    greeter.WaitForTermination();
+    FENDRAKE_LOG(1, "Greeter finished\n");
 
     BasicTerm();
     return 0;
