@@ -9,6 +9,7 @@
 #include "Basic/FendrakeStdLib/FendrakeDLinkedList.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
+#include "Basic/FendrakeStdLib/FendrakeHashTable.h"
 #include "Basic/FendrakeStdLib/FendrakeLinkedList.h"
 #include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"
 #include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
