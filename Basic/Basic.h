@@ -15,7 +15,10 @@
 #include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
 #include "Basic/FendrakeStdLib/FendrakePathConfiguration.h"
 #include "Basic/FendrakeStdLib/FendrakeRuntimeConfiguration.h"
+#include "Basic/FendrakeStdLib/FendrakeSortList.h"
+#include "Basic/FendrakeStdLib/FendrakeStdLib.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
 #include "Basic/FendrakeStdLib/FendrakeVector.h"
+#include "Basic/FendrakeStdLib/FendrakeVectorOrdered.h"
 
 #endif
