@@ -5,6 +5,7 @@
 #include "Basic/DynamicLink/BasicInit.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
+#include "Basic/FendrakeStdLib/FendrakeBitUtils.h"
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
 #include "Basic/FendrakeStdLib/FendrakeDLinkedList.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
@@ -18,6 +19,7 @@
 #include "Basic/FendrakeStdLib/FendrakeSortList.h"
 #include "Basic/FendrakeStdLib/FendrakeStdLib.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
+#include "Basic/FendrakeStdLib/FendrakeUint8Array.h"
 #include "Basic/FendrakeStdLib/FendrakeVector.h"
 #include "Basic/FendrakeStdLib/FendrakeVectorOrdered.h"
 
