@@ -3,10 +3,15 @@
 #define BASIC_BASIC_H
 
 #include "Basic/DynamicLink/BasicInit.h"
+#include "Basic/FendrakeOS/FendrakeCondition.h"
+#include "Basic/FendrakeOS/FendrakeMutex.h"
+#include "Basic/FendrakeOS/FendrakeReadWriteLock.h"
+#include "Basic/FendrakeOS/FendrakeSemaphore.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeBitUtils.h"
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
+#include "Basic/FendrakeStdLib/FendrakeCheckPoint.h"
 #include "Basic/FendrakeStdLib/FendrakeDLinkedList.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
@@ -19,6 +24,7 @@
 #include "Basic/FendrakeStdLib/FendrakeSortList.h"
 #include "Basic/FendrakeStdLib/FendrakeStdLib.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
+#include "Basic/FendrakeStdLib/FendrakeTime.h"
 #include "Basic/FendrakeStdLib/FendrakeUint8Array.h"
 #include "Basic/FendrakeStdLib/FendrakeVector.h"
 #include "Basic/FendrakeStdLib/FendrakeVectorOrdered.h"
