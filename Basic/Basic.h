@@ -14,6 +14,7 @@
 #include "Basic/FendrakeStdLib/FendrakeCheckPoint.h"
 #include "Basic/FendrakeStdLib/FendrakeDLinkedList.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
+#include "Basic/FendrakeStdLib/FendrakeDirIterator.h"
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
 #include "Basic/FendrakeStdLib/FendrakeHashTable.h"
 #include "Basic/FendrakeStdLib/FendrakeLinkedList.h"

@@ -9,39 +9,38 @@
 
 namespace {
 const char* const kPath = "Basic/FendrakeStdLib/src/FendrakeOptArguments";
-} // namespace
 
-bool FendrakeOptArguments::iStealOptionAssing(const char* iName, unsigned iNameLength,
-                                              unsigned iCount, char** oOut) {
-    FENDRAKE_ASSERT_AT(kPath, 41, iCount >= 1, "count>=1");
-    const int limit = argc + 1 - static_cast<int>(iCount);
+// Takes iCount entries from the first match at or behind argv[1]. An option
+// that wants more entries than follow it does not match at all.
+template <typename Match>
+bool StealFirst(int& ioArgc, char** ioArgv, unsigned iCount, char** oOut, Match iMatch) {
+    const int limit = ioArgc + 1 - static_cast<int>(iCount);
     if (iCount < 1 || limit < 2)
         return false;
     for (int i = 1; i < limit; ++i) {
-        if (strncmp(argv[i], iName, iNameLength) != 0)
+        if (!iMatch(ioArgv[i]))
             continue;
-        memcpy(oOut, argv + i, iCount * sizeof(char*));
-        memmove(argv + i, argv + i + iCount, (argc - i - iCount) * sizeof(char*));
-        argc -= static_cast<int>(iCount);
+        memcpy(oOut, ioArgv + i, iCount * sizeof(char*));
+        memmove(ioArgv + i, ioArgv + i + iCount, (ioArgc - i - iCount) * sizeof(char*));
+        ioArgc -= static_cast<int>(iCount);
         return true;
     }
     return false;
 }
 
+} // namespace
+
+bool FendrakeOptArguments::iStealOptionAssing(const char* iName, unsigned iNameLength,
+                                              unsigned iCount, char** oOut) {
+    FENDRAKE_ASSERT_AT(kPath, 41, iCount >= 1, "count>=1");
+    return StealFirst(argc, argv, iCount, oOut,
+                      [&](const char* iEntry) { return strncmp(iEntry, iName, iNameLength) == 0; });
+}
+
 bool FendrakeOptArguments::iStealOption(const char* iName, unsigned iCount, char** oOut) {
     FENDRAKE_ASSERT_AT(kPath, 27, iCount >= 1, "count>=1");
-    const int limit = argc + 1 - static_cast<int>(iCount);
-    if (iCount < 1 || limit < 2)
-        return false;
-    for (int i = 1; i < limit; ++i) {
-        if (strcmp(argv[i], iName) != 0)
-            continue;
-        memcpy(oOut, argv + i, iCount * sizeof(char*));
-        memmove(argv + i, argv + i + iCount, (argc - i - iCount) * sizeof(char*));
-        argc -= static_cast<int>(iCount);
-        return true;
-    }
-    return false;
+    return StealFirst(argc, argv, iCount, oOut,
+                      [&](const char* iEntry) { return strcmp(iEntry, iName) == 0; });
 }
 
 const char* FendrakeOptArguments::GetOptionString(const char* iName, const char* iDefaultValue) {

@@ -78,30 +78,18 @@ SetResult SetNormalisedValue(const char* iName, const char* iValue) {
 
 char* fendrake_runtime_configurationS_dynamic[FendrakeRuntimeConfigTypesS_NUMBER_OF];
 
-const char* __FendrakeRuntimeConfigTypesSToString(FendrakeRuntimeConfigTypesS iValue,
-                                                  const char* iFallback) {
-    return FendrakeEnumToString(sNamesS, iValue, iFallback);
-}
-bool __FendrakeRuntimeConfigTypesSFromString(const char* iText,
-                                             FendrakeRuntimeConfigTypesS* oValue) {
-    return FendrakeEnumFromString(sNamesS, iText, oValue);
-}
-const char* __FendrakeRuntimeConfigTypesUToString(FendrakeRuntimeConfigTypesU iValue,
-                                                  const char* iFallback) {
-    return FendrakeEnumToString(sNamesU, iValue, iFallback);
-}
-bool __FendrakeRuntimeConfigTypesUFromString(const char* iText,
-                                             FendrakeRuntimeConfigTypesU* oValue) {
-    return FendrakeEnumFromString(sNamesU, iText, oValue);
-}
-const char* __FendrakeRuntimeConfigTypesIToString(FendrakeRuntimeConfigTypesI iValue,
-                                                  const char* iFallback) {
-    return FendrakeEnumToString(sNamesI, iValue, iFallback);
-}
-bool __FendrakeRuntimeConfigTypesIFromString(const char* iText,
-                                             FendrakeRuntimeConfigTypesI* oValue) {
-    return FendrakeEnumFromString(sNamesI, iText, oValue);
-}
+// The two lookups of each enumeration, over its one name table.
+#define FENDRAKE_CONFIG_NAME_FUNCTIONS(Type, Table)                                                \
+    const char* __##Type##ToString(Type iValue, const char* iFallback) {                           \
+        return FendrakeEnumToString(Table, iValue, iFallback);                                     \
+    }                                                                                              \
+    bool __##Type##FromString(const char* iText, Type* oValue) {                                   \
+        return FendrakeEnumFromString(Table, iText, oValue);                                       \
+    }
+FENDRAKE_CONFIG_NAME_FUNCTIONS(FendrakeRuntimeConfigTypesS, sNamesS)
+FENDRAKE_CONFIG_NAME_FUNCTIONS(FendrakeRuntimeConfigTypesU, sNamesU)
+FENDRAKE_CONFIG_NAME_FUNCTIONS(FendrakeRuntimeConfigTypesI, sNamesI)
+#undef FENDRAKE_CONFIG_NAME_FUNCTIONS
 
 int nice_strtoll(const char* iText, bool& oError) {
     if (isalpha(static_cast<unsigned char>(iText[0]))) {
