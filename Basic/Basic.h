@@ -9,6 +9,7 @@
 #include "Basic/FendrakeOS/FendrakeSemaphore.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
+#include "Basic/FendrakeStdLib/FendrakeAssociationObject.h"
 #include "Basic/FendrakeStdLib/FendrakeBitUtils.h"
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
 #include "Basic/FendrakeStdLib/FendrakeCheckPoint.h"
