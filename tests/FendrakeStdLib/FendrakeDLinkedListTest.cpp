@@ -164,7 +164,8 @@ TEST(FendrakeDLinkedListTest, CountingListCountFollowsEveryOperation) {
     list.insertLast(b);
     list.insertFirst(a);
     list.insertAfter(c, b);
-    list.insertBefore(new Node(4, &deleted), c);
+    Node* d = new Node(4, &deleted);
+    list.insertBefore(d, c);
     EXPECT_THAT(Ids(list.mHead), ElementsAre(1, 2, 4, 3));
     EXPECT_EQ(4, list.mCount);
     EXPECT_EQ(a, list.removeFirst());
@@ -180,6 +181,7 @@ TEST(FendrakeDLinkedListTest, CountingListCountFollowsEveryOperation) {
     list.deleteAll();
     EXPECT_EQ(0, list.mCount);
     EXPECT_THAT(deleted, ElementsAre(2, 1, 3));
+    delete d;
 }
 
 TEST(FendrakeDLinkedListTest, TypedListGivesElementTypes) {
