@@ -1,5 +1,6 @@
-// FendrakeProCon throughput, one and four producers to one consumer; anchors:
-// GLib's GAsyncQueue and a bounded std::mutex + std::condition_variable +
+// FendrakeProCon throughput, one and four producers to one consumer, with a
+// capacity of 1024 and with one that never blocks a producer; anchors: GLib's
+// GAsyncQueue (unbounded) and a std::mutex + std::condition_variable +
 // std::deque queue of the same capacity.
 #include "Basic/FendrakeStdLib/FendrakeProCon.h"
 
@@ -14,7 +15,6 @@
 
 namespace {
 const int kItems = 20000;
-const int kCapacity = 1024;
 
 struct Item : FDKDLink {
     int mValue = 0;
@@ -29,9 +29,10 @@ std::vector<Item>& Items() {
 
 class StdQueue {
 public:
+    explicit StdQueue(size_t iCapacity) : mCapacity(iCapacity) {}
     void Push(Item* iItem) {
         std::unique_lock<std::mutex> lock(mMutex);
-        mSpace.wait(lock, [this] { return mItems.size() < kCapacity; });
+        mSpace.wait(lock, [this] { return mItems.size() < mCapacity; });
         mItems.push_back(iItem);
         lock.unlock();
         mData.notify_one();
@@ -47,6 +48,7 @@ public:
     }
 
 private:
+    const size_t mCapacity;
     std::mutex mMutex;
     std::condition_variable mData;
     std::condition_variable mSpace;
@@ -75,7 +77,7 @@ template <typename Push, typename Pop> void Run(benchmark::State& state, Push iP
 }
 
 void BM_Queue_FendrakeProCon(benchmark::State& state) {
-    FendrakeProCon queue(kCapacity);
+    FendrakeProCon queue(static_cast<int>(state.range(1)));
     Run(
         state, [&](Item* iItem) { queue.addBlocking(iItem); },
         [&] { return static_cast<Item*>(queue.removeBlocking()); });
@@ -90,14 +92,23 @@ void BM_Queue_GAsyncQueue(benchmark::State& state) {
 }
 
 void BM_Queue_StdMutexDeque(benchmark::State& state) {
-    StdQueue queue;
+    StdQueue queue(static_cast<size_t>(state.range(1)));
     Run(
         state, [&](Item* iItem) { queue.Push(iItem); }, [&] { return queue.Pop(); });
 }
 } // namespace
 
-BENCHMARK(BM_Queue_FendrakeProCon)->Arg(1)->Arg(4)->UseRealTime();
-BENCHMARK(BM_Queue_GAsyncQueue)->Arg(1)->Arg(4)->UseRealTime();
-BENCHMARK(BM_Queue_StdMutexDeque)->Arg(1)->Arg(4)->UseRealTime();
+namespace {
+void Shapes(benchmark::internal::Benchmark* iBenchmark) {
+    iBenchmark->ArgNames({"producers", "capacity"})->UseRealTime();
+    for (int producers : {1, 4})
+        for (int capacity : {1024, kItems})
+            iBenchmark->Args({producers, capacity});
+}
+} // namespace
+
+BENCHMARK(BM_Queue_FendrakeProCon)->Apply(Shapes);
+BENCHMARK(BM_Queue_GAsyncQueue)->Apply(Shapes);
+BENCHMARK(BM_Queue_StdMutexDeque)->Apply(Shapes);
 
 BENCHMARK_MAIN();

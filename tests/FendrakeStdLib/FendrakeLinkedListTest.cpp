@@ -11,17 +11,15 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
+std::vector<int> sDeleted;
+
 struct Node : FDKLink {
-    Node(int iId, std::vector<int>* iDeleted = nullptr) : mId(iId), mDeleted(iDeleted) {}
-    ~Node() override {
-        if (mDeleted)
-            mDeleted->push_back(mId);
-    }
+    explicit Node(int iId) : mId(iId) {}
+    ~Node() override { sDeleted.push_back(mId); }
     int mId;
-    std::vector<int>* mDeleted;
 };
 
-// Walks the ring through the sentinel and checks mLast and mCount on the way.
+// Walks the ring through the sentinel, checking mLast and mCount on the way.
 std::vector<int> Ids(const FendrakeLinkedList& iList) {
     std::vector<int> ids;
     const FDKLink* last = &iList.mHead;
@@ -34,146 +32,115 @@ std::vector<int> Ids(const FendrakeLinkedList& iList) {
     return ids;
 }
 
-// Empties a list of stack elements without deleting them.
-void Detach(FendrakeLinkedList& iList) {
-    while (iList.removeNext(&iList.mHead))
-        ;
-}
+// A list of stack nodes 0 .. iCount-1, emptied without deleting them.
+struct Fixture {
+    explicit Fixture(int iCount) {
+        mNodes.reserve(static_cast<size_t>(iCount));
+        for (int i = 0; i < iCount; ++i)
+            mNodes.emplace_back(i);
+        for (Node& node : mNodes)
+            mList.insertLast(&node);
+    }
+    ~Fixture() {
+        while (mList.removeNext(&mList.mHead))
+            ;
+        sDeleted.clear();
+    }
+    std::vector<Node> mNodes;
+    FendrakeLinkedList mList;
+};
 } // namespace
 
-TEST(FendrakeLinkedListTest, EmptyListIsARingThroughTheSentinel) {
+TEST(FendrakeLinkedListTest, EmptyListAndInsertOrder) {
     FendrakeLinkedList list;
     EXPECT_EQ(nullptr, list.getFirst());
-    EXPECT_EQ(nullptr, list.getLast());
     EXPECT_EQ(&list.mHead, list.mHead.next);
     EXPECT_EQ(&list.mHead, list.mLast);
-}
-
-TEST(FendrakeLinkedListTest, InsertsKeepOrderAndLast) {
-    FendrakeLinkedList list;
     Node* two = new Node(2);
     list.insertFirst(two);
     EXPECT_EQ(two, list.getLast());
     list.insertLast(new Node(3));
     list.insertFirst(new Node(1));
     EXPECT_THAT(Ids(list), ElementsAre(1, 2, 3));
-    EXPECT_EQ(3, static_cast<Node*>(list.getLast())->mId);
     EXPECT_EQ(nullptr, list.getNext(list.getLast()));
 }
 
 TEST(FendrakeLinkedListTest, RemoveMendsLastAndClearsNext) {
     struct Row {
         int mLine;
+        int mCount;
         int mRemove;
         std::vector<int> mLeft;
     };
-    const Row rows[] = {{__LINE__, 0, {1, 2}}, {__LINE__, 1, {0, 2}}, {__LINE__, 2, {0, 1}}};
+    const Row rows[] = {{__LINE__, 3, 0, {1, 2}},
+                        {__LINE__, 3, 1, {0, 2}},
+                        {__LINE__, 3, 2, {0, 1}},
+                        {__LINE__, 1, 0, {}}};
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
-        FendrakeLinkedList list;
-        Node nodes[] = {Node(0), Node(1), Node(2)};
-        for (Node& node : nodes)
-            list.insertLast(&node);
-        list.remove(&nodes[row.mRemove]);
-        EXPECT_EQ(nullptr, nodes[row.mRemove].next);
-        EXPECT_EQ(row.mLeft, Ids(list));
-        list.insertLast(&nodes[row.mRemove]);
-        EXPECT_EQ(&nodes[row.mRemove], list.getLast());
-        Detach(list);
+        Fixture fixture(row.mCount);
+        Node& removed = fixture.mNodes[static_cast<size_t>(row.mRemove)];
+        fixture.mList.remove(&removed);
+        EXPECT_EQ(nullptr, removed.next);
+        EXPECT_EQ(row.mLeft, Ids(fixture.mList));
+        fixture.mList.insertLast(&removed);
+        EXPECT_EQ(&removed, fixture.mList.getLast());
     }
 }
 
-TEST(FendrakeLinkedListTest, RemovingTheOnlyElementResetsTheList) {
-    FendrakeLinkedList list;
-    Node a(1), b(2);
-    list.insertLast(&a);
-    list.remove(&a);
-    EXPECT_EQ(nullptr, a.next);
-    EXPECT_EQ(&list.mHead, list.mLast);
-    list.insertLast(&b);
-    EXPECT_THAT(Ids(list), ElementsAre(2));
-    Detach(list);
-}
-
 TEST(FendrakeLinkedListTest, RemovingAnAbsentLinkAssertsAndChangesNothing) {
-    struct Row {
-        int mLine;
-        int mCount;
-        const char* mWhere;
-    };
-    const Row rows[] = {{__LINE__, 0, "src/FendrakeLinkedList:105 Assertion `0' failed"},
-                        {__LINE__, 1, "src/FendrakeLinkedList:81 Assertion `0' failed"},
-                        {__LINE__, 3, "src/FendrakeLinkedList:105 Assertion `0' failed"}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
+    const int counts[] = {0, 1, 3};
+    const char* const places[] = {"src/FendrakeLinkedList:105 Assertion `0' failed",
+                                  "src/FendrakeLinkedList:81 Assertion `0' failed",
+                                  "src/FendrakeLinkedList:105 Assertion `0' failed"};
+    for (int i = 0; i < 3; ++i) {
+        SCOPED_TRACE(testing::Message() << "count " << counts[i]);
         CaptureScope scope;
-        FendrakeLinkedList list;
-        std::vector<Node> nodes;
-        nodes.reserve(3);
-        for (int i = 0; i < row.mCount; ++i)
-            nodes.emplace_back(i);
-        for (Node& node : nodes)
-            list.insertLast(&node);
-        const std::vector<int> before = Ids(list);
+        Fixture fixture(counts[i]);
+        const std::vector<int> before = Ids(fixture.mList);
         Node stranger(9);
-        EXPECT_THROW(list.remove(&stranger), AssertionFired);
-        EXPECT_THAT(LastLogLine(), HasSubstr(row.mWhere));
-        EXPECT_EQ(before, Ids(list));
-        Detach(list);
+        EXPECT_THROW(fixture.mList.remove(&stranger), AssertionFired);
+        EXPECT_THAT(LastLogLine(), HasSubstr(places[i]));
+        EXPECT_EQ(before, Ids(fixture.mList));
     }
 }
 
 TEST(FendrakeLinkedListTest, RemoveNextTakesOutTheFollower) {
-    FendrakeLinkedList list;
-    Node a(1), b(2), c(3);
-    list.insertLast(&a);
-    list.insertLast(&b);
-    EXPECT_EQ(&a, list.removeNext(&list.mHead));
-    EXPECT_EQ(nullptr, a.next);
-    EXPECT_EQ(&b, list.getFirst());
-    EXPECT_EQ(&b, list.getLast());
-    list.insertLast(&c);
-    EXPECT_EQ(&c, list.removeNext(&b));
-    EXPECT_THAT(Ids(list), ElementsAre(2));
-    EXPECT_EQ(nullptr, list.removeNext(&b));
-    EXPECT_THAT(Ids(list), ElementsAre(2));
-    Detach(list);
+    Fixture fixture(3);
+    FendrakeLinkedList& list = fixture.mList;
+    EXPECT_EQ(&fixture.mNodes[0], list.removeNext(&list.mHead));
+    EXPECT_EQ(nullptr, fixture.mNodes[0].next);
+    EXPECT_EQ(&fixture.mNodes[2], list.removeNext(&fixture.mNodes[1]));
+    EXPECT_THAT(Ids(list), ElementsAre(1));
+    EXPECT_EQ(nullptr, list.removeNext(&fixture.mNodes[1]));
+    EXPECT_THAT(Ids(list), ElementsAre(1));
 }
 
-TEST(FendrakeLinkedListTest, DeleteAllDeletesFromTheFrontAfterAdvancingTheHead) {
-    std::vector<int> deleted;
+TEST(FendrakeLinkedListTest, DeleteAllAdvancesTheHeadBeforeEachDelete) {
     struct Watcher : Node {
-        Watcher(int iId, std::vector<int>* iDeleted, FendrakeLinkedList* iList)
-            : Node(iId, iDeleted), mList(iList) {}
+        Watcher(int iId, FendrakeLinkedList* iList) : Node(iId), mList(iList) {}
         ~Watcher() override { EXPECT_NE(this, mList->mHead.next); }
         FendrakeLinkedList* mList;
     };
+    sDeleted.clear();
     {
+        FendrakeLinkedListT<Node*> typed;
         FendrakeLinkedList list;
         list.deleteAll();
-        EXPECT_TRUE(deleted.empty());
+        EXPECT_TRUE(sDeleted.empty());
         for (int i = 1; i <= 3; ++i)
-            list.insertLast(new Watcher(i, &deleted, &list));
+            list.insertLast(new Watcher(i, &list));
         list.deleteAll();
-        EXPECT_THAT(deleted, ElementsAre(1, 2, 3));
+        EXPECT_THAT(sDeleted, ElementsAre(1, 2, 3));
         EXPECT_THAT(Ids(list), ElementsAre());
-        list.insertFirst(new Node(4, &deleted));
+        list.insertFirst(new Node(4));
+        typed.insertLast(new Node(5));
+        typed.insertFirst(new Node(6));
+        EXPECT_EQ(5, typed.getNext(typed.getFirst())->mId);
+        Node* six = typed.removeNext(nullptr);
+        EXPECT_EQ(6, six->mId);
+        delete six;
+        EXPECT_EQ(1u, typed.size());
     }
-    EXPECT_THAT(deleted, ElementsAre(1, 2, 3, 4));
-}
-
-TEST(FendrakeLinkedListTest, TypedListForwardsWithElementTypes) {
-    std::vector<int> deleted;
-    {
-        FendrakeLinkedListT<Node*> list;
-        Node* a = new Node(1, &deleted);
-        Node* b = new Node(2, &deleted);
-        list.insertLast(b);
-        list.insertFirst(a);
-        EXPECT_EQ(b, list.getNext(list.getFirst()));
-        EXPECT_EQ(a, list.removeNext(nullptr));
-        EXPECT_EQ(1u, list.size());
-        delete a;
-    }
-    EXPECT_THAT(deleted, ElementsAre(1, 2));
+    EXPECT_THAT(sDeleted, ElementsAre(1, 2, 3, 6, 4, 5));
 }
