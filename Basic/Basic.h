@@ -22,6 +22,8 @@
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
 #include "Basic/FendrakeStdLib/FendrakeHashTable.h"
 #include "Basic/FendrakeStdLib/FendrakeLinkedList.h"
+#include "Basic/FendrakeStdLib/FendrakeMessageLooper.h"
+#include "Basic/FendrakeStdLib/FendrakeNotifier.h"
 #include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"
 #include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
 #include "Basic/FendrakeStdLib/FendrakeOstream.h"
