@@ -149,8 +149,9 @@ private:
 // Construction does not start the thread: make the handlers, then Start().
 // Deletion deletes the timed messages, delivers what is already queued, ends
 // the thread and deletes the handlers still alive; the thread must not be the
-// deleting one. A subclass with its own iPulse calls StopThread() in its
-// destructor, so that no turn runs on a half-destroyed object.
+// deleting one. A subclass calls StopThread() in its own destructor: the
+// thread makes a virtual call (iPulse) on every turn, and must have ended
+// before the object starts to come apart.
 class FendrakeMessageLooper : public FendrakeThread {
 public:
     typedef FendrakeMessageHandler::MsgTypeHandling MsgTypeHandling;

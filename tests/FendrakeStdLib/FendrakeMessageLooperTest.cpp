@@ -22,6 +22,7 @@ namespace {
 class OpenLooper : public FendrakeMessageLooper {
 public:
     using FendrakeMessageLooper::FendrakeMessageLooper;
+    ~OpenLooper() override { StopThread(); }
     using FendrakeMessageLooper::iInsertTimedMsg;
 };
 

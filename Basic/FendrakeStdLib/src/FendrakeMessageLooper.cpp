@@ -89,8 +89,10 @@ void FendrakeMessageLooper::iReleaseHandlers() {
         if (object->mReferences.getFirst() != object->mReferences.getLast())
             static_cast<FendrakeMessageHandler*>(object)->mpFendrakeMessageLooper = nullptr;
     }
-    // The handlers only this list refers to die with it.
-    mHandlers.Clear();
+    // The handlers only this list refers to die with it. A handler's
+    // destructor may delete others, so each round starts from the front.
+    while (!mHandlers.isEmpty())
+        FendrakeMultiRefBase::Iterator(&mHandlers).Remove();
 }
 
 int FendrakeMessageLooper::Body(void*) {
