@@ -1,5 +1,6 @@
 // A small application on top of Basic: start, banner, a few values, one
-// worker thread, stop. Everything but the banner goes through the library's log.
+// worker thread, a clock component on message loopers, stop. Everything but
+// the banner goes through the library's log.
 #include "Basic/Basic.h"
 
 namespace {
@@ -14,6 +15,86 @@ protected:
         return 0;
     }
 };
+
+const FendrakeMessageGroup kDemoGroup = static_cast<FendrakeMessageGroup>(100);
+
+class TickMessage : public FendrakeMessage {
+public:
+    FendrakeMessageGroup GetFendrakeMessageGroup() const override { return kDemoGroup; }
+    int GetMessageGroupSubType() const override { return 1; }
+    const char* GetName() const override { return "TickMessage"; }
+    FendrakeMessage* Clone() override { return new TickMessage(*this); }
+};
+
+class ClockEvent : public FendrakeMessage {
+public:
+    explicit ClockEvent(int iTick) : mTick(iTick) {}
+    FendrakeMessageGroup GetFendrakeMessageGroup() const override { return kDemoGroup; }
+    int GetMessageGroupSubType() const override { return 2; }
+    const char* GetName() const override { return "ClockEvent"; }
+    FendrakeMessage* Clone() override { return new ClockEvent(*this); }
+    int mTick;
+};
+
+// Ticks every iPeriodMs by a timed message to itself and tells its listeners
+// of each tick; after iTicks it signals iDone.
+class Clock : public FendrakeMessageHandler {
+public:
+    Clock(FendrakeMessageLooper* iLooper, unsigned int iPeriodMs, int iTicks,
+          FendrakeSemaphore* iDone)
+        : FendrakeMessageHandler(iLooper), mPeriodMs(iPeriodMs), mTicks(iTicks), mDone(iDone) {}
+
+    void Begin() { TimedMsg(new TickMessage, mPeriodMs, MsgTypeUnique); }
+    FendrakeNotifier& Listeners() { return mListeners; }
+
+    bool HandleMessage(FendrakeMessage*) override {
+        ++mTick;
+        FENDRAKE_LOG(1, "Tick %d of %d\n", mTick, mTicks);
+        mListeners.NotifyListeners(new ClockEvent(mTick));
+        if (mTick < mTicks)
+            Begin();
+        else
+            mDone->Signal();
+        return true;
+    }
+
+private:
+    FendrakeNotifier mListeners;
+    unsigned int mPeriodMs;
+    int mTicks;
+    int mTick = 0;
+    FendrakeSemaphore* mDone;
+};
+
+class ClockListener : public FendrakeMessageHandler {
+public:
+    ClockListener(FendrakeMessageLooper* iLooper, const char* iRole)
+        : FendrakeMessageHandler(iLooper), mRole(iRole) {}
+    bool HandleMessage(FendrakeMessage* msg) override {
+        FENDRAKE_LOG(1, "%s sees tick %d (listener key %u)\n", mRole,
+                     static_cast<ClockEvent*>(msg)->mTick, msg->mKey);
+        return true;
+    }
+
+private:
+    const char* mRole;
+};
+
+// The clock runs on one looper, its two listeners on another. Deleting a
+// looper stops its thread and deletes the handlers on it: the clock's goes
+// first, so that nothing is told of a tick once the listeners are gone.
+void RunClock() {
+    FendrakeSemaphore done(0);
+    FendrakeMessageLooper screenLooper("screen", 15);
+    FendrakeMessageLooper clockLooper("clock", 20);
+    Clock* clock = new Clock(&clockLooper, 200, 5, &done);
+    clock->Listeners().AddListener(new ClockListener(&screenLooper, "display"), 1);
+    clock->Listeners().AddListener(new ClockListener(&screenLooper, "recorder"), 2);
+    clockLooper.Start();
+    screenLooper.Start();
+    clock->Begin();
+    done.Wait();
+}
 } // namespace
 
 int main(int argc, char** argv) {
@@ -37,6 +118,9 @@ int main(int argc, char** argv) {
     greeter.Start();
     greeter.WaitForTermination();
     FENDRAKE_LOG(1, "Greeter finished\n");
+
+    RunClock();
+    FENDRAKE_LOG(1, "Clock stopped\n");
 
     BasicTerm();
     return 0;
