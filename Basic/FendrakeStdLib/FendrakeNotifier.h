@@ -34,7 +34,7 @@ public:
     void AddListener(FendrakeMessageHandler* pFendrakeMessageHandler, unsigned int iKey);
     // Removes every entry with this handler and this key; returns how many.
     int RemoveListener(FendrakeMessageHandler* pFendrakeMessageHandler, unsigned int iKey);
-    // Takes msg (null allowed without listeners, where it is deleted). Blocks
+    // Takes msg; a null message does nothing. Blocks
     // while a listener's queue is full.
     void NotifyListeners(FendrakeMessage* msg);
     bool IsEmpty();

@@ -52,6 +52,9 @@ int FendrakeNotifier::RemoveListener(FendrakeMessageHandler* pFendrakeMessageHan
 }
 
 void FendrakeNotifier::NotifyListeners(FendrakeMessage* msg) {
+    // Nothing to clone or post.
+    if (!msg)
+        return;
     FendrakeLockScope<FendrakeMutexNested> lock(mMutex);
     for (FDKDLink* link = mHandlerKey.getFirst(); link;) {
         FDKDLink* following = mHandlerKey.getNext(link);
