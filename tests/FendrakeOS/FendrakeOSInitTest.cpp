@@ -24,8 +24,6 @@
 #include <unistd.h>
 #include <vector>
 
-using testing::HasSubstr;
-
 // Each mode runs end to end: the test starts daemon_helper, which goes through
 // BasicInit and reports what it sees of itself in a file. The test process is
 // a subreaper, so a daemon that loses its parent becomes its child; whatever
@@ -52,15 +50,22 @@ std::vector<std::string> StatFields(const std::string& iPid) {
     return fields;
 }
 
-// Whether iPid has a handler for iSignal, from the caught mask in its status.
-bool Catches(pid_t iPid, int iSignal) {
-    std::istringstream status(ReadFile("/proc/" + std::to_string(iPid) + "/status"));
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.compare(0, 7, "SigCgt:") == 0)
-            return (std::stoull(line.substr(7), nullptr, 16) >> (iSignal - 1)) & 1;
+std::string Link(const std::string& iPath) {
+    char target[PATH_MAX];
+    const ssize_t length = readlink(iPath.c_str(), target, sizeof target);
+    return length < 0 ? "?" : std::string(target, static_cast<size_t>(length));
+}
+
+// The value of one line of /proc/<pid>/status, such as "Umask:".
+std::string StatusValue(const std::string& iPid, const std::string& iKey) {
+    std::istringstream status(ReadFile("/proc/" + iPid + "/status"));
+    std::string key, value;
+    while (status >> key >> value) {
+        if (key == iKey)
+            return value;
+        status.ignore(4096, '\n');
     }
-    return false;
+    return "";
 }
 
 class FendrakeOSInitTest : public testing::Test {
@@ -78,12 +83,11 @@ protected:
     void TearDown() override {
         for (pid_t pid : mLive)
             kill(pid, SIGKILL);
-        int status;
         while (!mLive.empty())
-            Reap(mLive.front(), status);
+            ExitsWithZero(mLive.front());
         for (pid_t pid : OrphansOfOurs()) {
             kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
+            waitpid(pid, nullptr, 0);
         }
         for (const char* name : {"in", "out", "err", "report", "report.tmp", "sigterm"})
             unlink((mDir + "/" + name).c_str());
@@ -134,28 +138,17 @@ protected:
         return pid;
     }
 
-    // Reaps iPid, waiting at most the patience. False if it did not end.
-    bool Reap(pid_t iPid, int& oStatus) {
-        const auto end = std::chrono::steady_clock::now() + kPatience;
-        for (;;) {
-            const pid_t result = waitpid(iPid, &oStatus, WNOHANG);
-            if (result == iPid || (result < 0 && errno == ECHILD)) {
-                mLive.erase(std::remove(mLive.begin(), mLive.end(), iPid), mLive.end());
-                return result == iPid;
-            }
-            if (std::chrono::steady_clock::now() > end) {
-                kill(iPid, SIGKILL);
-                waitpid(iPid, &oStatus, 0);
-                mLive.erase(std::remove(mLive.begin(), mLive.end(), iPid), mLive.end());
-                return false;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-    }
-
+    // Reaps iPid within the patience, killing it if it is still there then.
+    // True if it exited with 0.
     bool ExitsWithZero(pid_t iPid) {
+        mLive.erase(std::remove(mLive.begin(), mLive.end(), iPid), mLive.end());
         int status = -1;
-        return Reap(iPid, status) && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        const bool ended = Eventually([&] { return waitpid(iPid, &status, WNOHANG) != 0; });
+        if (!ended) {
+            kill(iPid, SIGKILL);
+            waitpid(iPid, &status, 0);
+        }
+        return ended && WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
 
     bool Eventually(const std::function<bool()>& iCondition) {
@@ -168,13 +161,11 @@ protected:
         return true;
     }
 
-    bool Exists(const char* iName) { return access((mDir + "/" + iName).c_str(), F_OK) == 0; }
-
     // The report of the process that went on; the daemon's pid is kept for
     // TearDown until it is reaped.
     std::map<std::string, std::string> TakeReport() {
         std::map<std::string, std::string> report;
-        if (!Eventually([&] { return Exists("report"); }))
+        if (!Eventually([&] { return access((mDir + "/report").c_str(), F_OK) == 0; }))
             return report;
         std::istringstream lines(ReadFile(mDir + "/report"));
         std::string line;
@@ -194,82 +185,78 @@ protected:
 };
 } // namespace
 
-TEST_F(FendrakeOSInitTest, WithoutADaemonModeNothingForks) {
-    const std::string ownTerminal = StatFields(std::to_string(getpid())).at(4);
-    for (const char* option : {"--daemon-mode=0", "--daemon-mode=abc", ""}) {
-        SCOPED_TRACE(option);
-        const pid_t pid = *option ? Launch({option, mDir}) : Launch({mDir});
-        ASSERT_GT(pid, 0);
-        std::map<std::string, std::string> report = TakeReport();
-        EXPECT_EQ(std::to_string(pid), report["pid"]);
-        EXPECT_EQ(std::to_string(getsid(0)), report["sid"]);
-        EXPECT_EQ(ownTerminal, report["tty"]);
-        EXPECT_EQ(mDir, report["cwd"]);
-        EXPECT_EQ(mDir + "/in", report["fd0"]);
-        EXPECT_EQ(mDir + "/out", report["fd1"]);
-        EXPECT_EQ(mDir + "/err", report["fd2"]);
-        EXPECT_EQ("27", report["umask"]);
-        EXPECT_EQ(mDir, report["args"]);
-        EXPECT_TRUE(ExitsWithZero(pid));
-    }
-}
-
-// The launching process leaves at once, while its child still waits for SIGTERM.
-TEST_F(FendrakeOSInitTest, DetachedDaemonLeavesTheSessionTheDirectoryAndTheDescriptors) {
-    for (const char* option : {"--daemon-mode=1", "--daemon-mode=3", "--daemon-mode=-1"}) {
-        SCOPED_TRACE(option);
-        const pid_t pid = Launch({option, mDir, "wait"});
-        ASSERT_GT(pid, 0);
-        EXPECT_TRUE(ExitsWithZero(pid));
+// Every helper waits for SIGTERM once it has reported. A detached daemon's
+// parent has left before that; a supervising parent stays until its child ends.
+TEST_F(FendrakeOSInitTest, EachModeRunsInTheProcessAndPlaceItPromises) {
+    enum Kind { eForeground, eDetached, eSupervising };
+    const struct {
+        int mLine;
+        const char* mOption;
+        Kind mKind;
+    } kRows[] = {
+        {__LINE__, nullptr, eForeground},
+        {__LINE__, "--daemon-mode=0", eForeground},
+        {__LINE__, "--daemon-mode=abc", eForeground},
+        {__LINE__, "--daemon-mode=1", eDetached},
+        {__LINE__, "--daemon-mode=3", eDetached},
+        {__LINE__, "--daemon-mode=-1", eDetached},
+        {__LINE__, "--daemon-mode=2", eSupervising},
+    };
+    const std::string ownSession = std::to_string(getsid(0));
+    const std::string ownTerminal = StatFields("self").at(4);
+    const std::string kept[] = {mDir + "/in", mDir + "/out", mDir + "/err"};
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
+        std::vector<std::string> args{mDir, "wait"};
+        if (row.mOption)
+            args.insert(args.begin(), row.mOption);
+        const pid_t launched = Launch(args);
+        ASSERT_GT(launched, 0);
+        if (row.mKind == eDetached) {
+            EXPECT_TRUE(ExitsWithZero(launched));
+        }
         std::map<std::string, std::string> report = TakeReport();
         ASSERT_NE("", report["pid"]);
-        EXPECT_NE(std::to_string(pid), report["pid"]);
-        EXPECT_EQ(report["pid"], report["sid"]);
-        EXPECT_EQ("0", report["tty"]);
-        EXPECT_EQ("/", report["cwd"]);
-        EXPECT_EQ("/dev/null", report["fd0"]);
-        EXPECT_EQ("/dev/null", report["fd1"]);
-        EXPECT_EQ("/dev/null", report["fd2"]);
-        EXPECT_EQ("0", report["umask"]);
+        const std::string pid = report["pid"];
+        const pid_t process = static_cast<pid_t>(atoi(pid.c_str()));
+        const bool forked = row.mKind != eForeground, detached = row.mKind == eDetached;
+        EXPECT_EQ(forked, process != launched);
+        const std::vector<std::string> stat = StatFields(pid);
+        ASSERT_EQ(5u, stat.size());
+        EXPECT_EQ(forked ? pid : ownSession, stat[3]);
+        EXPECT_EQ(forked ? "0" : ownTerminal, stat[4]);
+        EXPECT_EQ(forked ? "0000" : "0027", StatusValue(pid, "Umask:"));
+        EXPECT_EQ(detached ? "/" : mDir, Link("/proc/" + pid + "/cwd"));
+        for (int fd = 0; fd < 3; ++fd)
+            EXPECT_EQ(detached ? "/dev/null" : kept[fd],
+                      Link("/proc/" + pid + "/fd/" + std::to_string(fd)));
         EXPECT_EQ(mDir + " wait", report["args"]);
-        const pid_t daemon = static_cast<pid_t>(atoi(report["pid"].c_str()));
-        kill(daemon, SIGTERM);
-        EXPECT_TRUE(ExitsWithZero(daemon));
-        EXPECT_TRUE(Exists("sigterm"));
-        unlink((mDir + "/sigterm").c_str());
+
+        if (row.mKind == eSupervising) {
+            int status;
+            EXPECT_EQ(0, waitpid(launched, &status, WNOHANG));
+            // SigCgt is the mask of caught signals; SIGINT is its second bit.
+            ASSERT_TRUE(Eventually([&] {
+                const std::string caught = StatusValue(std::to_string(launched), "SigCgt:");
+                return !caught.empty() && (std::stoull(caught, nullptr, 16) & 2) != 0;
+            }));
+            kill(launched, SIGINT);
+            // The parent reaps its child, so its own end comes after the child's.
+            EXPECT_TRUE(ExitsWithZero(launched));
+            mLive.erase(std::remove(mLive.begin(), mLive.end(), process), mLive.end());
+            const std::string output = ReadFile(mDir + "/out");
+            const std::string path = "Basic/FendrakeOS/src/FendrakeOSInit/Posix/FendrakeOSInit";
+            const size_t passedOn =
+                output.find(path + ":271(L1)Parent got signal 2 -> sending SIGTERM\n");
+            const size_t exited = output.find(
+                path + ":291(L1)Child exited  status=0, wpid=" + std::to_string(process) + "\n");
+            EXPECT_NE(std::string::npos, passedOn) << output;
+            EXPECT_NE(std::string::npos, exited) << output;
+            EXPECT_LT(passedOn, exited);
+        } else {
+            kill(process, SIGTERM);
+            EXPECT_TRUE(ExitsWithZero(process));
+        }
+        EXPECT_EQ(0, unlink((mDir + "/sigterm").c_str()));
     }
-}
-
-TEST_F(FendrakeOSInitTest, SupervisingParentWaitsAndHandsAnInterruptOnAsSigterm) {
-    const pid_t parent = Launch({mDir, "--daemon-mode=2", "wait"});
-    ASSERT_GT(parent, 0);
-    std::map<std::string, std::string> report = TakeReport();
-    ASSERT_NE("", report["pid"]);
-    const pid_t child = static_cast<pid_t>(atoi(report["pid"].c_str()));
-    EXPECT_NE(parent, child);
-    EXPECT_EQ(report["pid"], report["sid"]);
-    EXPECT_EQ("0", report["tty"]);
-    EXPECT_EQ(mDir, report["cwd"]);
-    EXPECT_EQ(mDir + "/in", report["fd0"]);
-    EXPECT_EQ(mDir + "/out", report["fd1"]);
-    EXPECT_EQ(mDir + "/err", report["fd2"]);
-    EXPECT_EQ("0", report["umask"]);
-    EXPECT_EQ(mDir + " wait", report["args"]);
-
-    int status;
-    EXPECT_EQ(0, waitpid(parent, &status, WNOHANG)); // still waiting for its child
-    ASSERT_TRUE(Eventually([&] { return Catches(parent, SIGINT); }));
-    kill(parent, SIGINT);
-    // The parent reaps its child: its own end comes after the child's.
-    EXPECT_TRUE(ExitsWithZero(parent));
-    mLive.erase(std::remove(mLive.begin(), mLive.end(), child), mLive.end());
-    EXPECT_TRUE(Exists("sigterm"));
-    const std::string output = ReadFile(mDir + "/out");
-    const std::string path = "Basic/FendrakeOS/src/FendrakeOSInit/Posix/FendrakeOSInit";
-    const size_t passedOn = output.find(path + ":271(L1)Parent got signal 2 -> sending SIGTERM\n");
-    const size_t exited =
-        output.find(path + ":291(L1)Child exited  status=0, wpid=" + std::to_string(child) + "\n");
-    EXPECT_NE(std::string::npos, passedOn) << output;
-    EXPECT_NE(std::string::npos, exited) << output;
-    EXPECT_LT(passedOn, exited);
 }
