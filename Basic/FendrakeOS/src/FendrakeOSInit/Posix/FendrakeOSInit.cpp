@@ -164,9 +164,9 @@ private:
     const char* mCursor;
 };
 
-// The name runs up to the first ')', as the kernel's own tools once read it.
-// False if the text is no stat line; the fields behind the instruction pointer
-// are not needed.
+// The name runs up to the first ')': a name holding one shifts the fields
+// behind it, which then read as odd numbers or fail. False if the text is no
+// stat line; the fields behind the instruction pointer are not needed.
 bool ParseStat(const char* iText, ThreadStat& oStat) {
     memset(&oStat, 0, sizeof oStat);
     const char* open = strchr(iText, '(');
@@ -176,7 +176,7 @@ bool ParseStat(const char* iText, ThreadStat& oStat) {
     oStat.mTid = atoi(iText);
     size_t length = static_cast<size_t>(close - open - 1);
     if (length >= sizeof oStat.mName)
-        length = sizeof oStat.mName - 1; // bounded: a name is never longer than 15 in practice
+        length = sizeof oStat.mName - 1; // bounded: the kernel's names have 15 characters
     memcpy(oStat.mName, open + 1, length);
     oStat.mName[length] = 0;
     FieldReader fields(close + 1);
