@@ -23,7 +23,7 @@ void FendrakeOSStart(unsigned int iPeriodMs = 1000);
 void FendrakeOSDestruct();
 
 // The supervising parent's interrupt handler: hands the signal on to the
-// child as SIGTERM.
+// child as SIGTERM. The parent's wait, which the signal ends, logs it.
 extern "C" void parent_sighandler(int iSignal);
 
 #endif

@@ -157,8 +157,10 @@ struct ResponseTimeOut {
     bool mReported;         // the lateness has been logged
 };
 // The mutex exists while the thread system is up and guards both vectors.
-extern FendrakeVector<PidMap> sPidMap;
-extern FendrakeVector<ResponseTimeOut> sResponseTimeOut;
+// The vectors are never destroyed: threads may still come and go while the
+// process exits.
+extern FendrakeVector<PidMap>& sPidMap;
+extern FendrakeVector<ResponseTimeOut>& sResponseTimeOut;
 extern FendrakeMutex* sPidMapMutex;
 
 // Starts, renews (clearing mReported) or, with 0, ends iThread's ping. Does

@@ -26,8 +26,19 @@ void ReportLate(const ResponseTimeOut& iEntry, unsigned int iNow) {
 }
 } // namespace
 
-FendrakeVector<PidMap> sPidMap;
-FendrakeVector<ResponseTimeOut> sResponseTimeOut;
+namespace {
+// Built at load time and never destroyed.
+template <typename T> union NoDestroy {
+    constexpr NoDestroy() : mValue() {}
+    ~NoDestroy() {}
+    T mValue;
+};
+NoDestroy<FendrakeVector<PidMap>> sPidMapStorage;
+NoDestroy<FendrakeVector<ResponseTimeOut>> sResponseTimeOutStorage;
+} // namespace
+
+FendrakeVector<PidMap>& sPidMap = sPidMapStorage.mValue;
+FendrakeVector<ResponseTimeOut>& sResponseTimeOut = sResponseTimeOutStorage.mValue;
 FendrakeMutex* sPidMapMutex = nullptr;
 std::atomic<FendrakeThread*> FendrakeThread::spMainThreadSystemInitialized{nullptr};
 

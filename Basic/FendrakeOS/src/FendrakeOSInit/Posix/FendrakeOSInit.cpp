@@ -17,7 +17,9 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cctype>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +31,9 @@ const char* const kPath = "Basic/FendrakeOS/src/FendrakeOSInit/Posix/FendrakeOSI
 
 // The supervising parent's child, for its signal handler.
 pid_t child_pid = 0;
+// The last interrupt the handler passed on, for the parent to report.
+std::atomic<int> sPassedOn{0};
+static_assert(std::atomic<int>::is_always_lock_free, "the signal handler writes it");
 
 // Logging is not up yet: failures go straight to standard error.
 [[noreturn]] void Fail(const char* iText) {
@@ -36,12 +41,34 @@ pid_t child_pid = 0;
     exit(1);
 }
 
+void ReportPassedOn() {
+    const int signal = sPassedOn.exchange(0);
+    if (signal == 0)
+        return;
+    getprintaccess();
+    FENDRAKE_LOG_STREAM_AT(kPath, 271, 1)
+        << "Parent got signal " << signal << " -> sending SIGTERM\n";
+    releaseprintaccess();
+}
+
 [[noreturn]] void SuperviseChild(pid_t iChild) {
     // Stored before the handler can run: kill(0, ...) would hit the whole group.
     child_pid = iChild;
-    signal(SIGINT, parent_sighandler);
+    // Without SA_RESTART: an interrupt ends the wait, so that its line is
+    // printed at once, then the wait goes on.
+    struct sigaction action = {};
+    action.sa_handler = parent_sighandler;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
     int status = 0;
-    const pid_t wpid = waitpid(iChild, &status, 0);
+    pid_t wpid;
+    for (;;) {
+        wpid = waitpid(iChild, &status, 0);
+        const bool interrupted = wpid < 0 && errno == EINTR;
+        ReportPassedOn();
+        if (!interrupted)
+            break;
+    }
     FENDRAKE_LOG_STREAM_AT(kPath, 291, 1)
         << "Child exited  status=" << status << ", wpid=" << static_cast<int>(wpid) << "\n";
     exit(0);
@@ -137,9 +164,9 @@ private:
     const char* mCursor;
 };
 
-// The name runs up to the first ')', as the kernel's own tools once read it.
-// False if the text is no stat line; the fields behind the instruction pointer
-// are not needed.
+// The name runs up to the first ')': a name holding one shifts the fields
+// behind it, which then read as odd numbers or fail. False if the text is no
+// stat line; the fields behind the instruction pointer are not needed.
 bool ParseStat(const char* iText, ThreadStat& oStat) {
     memset(&oStat, 0, sizeof oStat);
     const char* open = strchr(iText, '(');
@@ -149,7 +176,7 @@ bool ParseStat(const char* iText, ThreadStat& oStat) {
     oStat.mTid = atoi(iText);
     size_t length = static_cast<size_t>(close - open - 1);
     if (length >= sizeof oStat.mName)
-        length = sizeof oStat.mName - 1; // bounded: a name is never longer than 15 in practice
+        length = sizeof oStat.mName - 1; // bounded: the kernel's names have 15 characters
     memcpy(oStat.mName, open + 1, length);
     oStat.mName[length] = 0;
     FieldReader fields(close + 1);
@@ -310,13 +337,13 @@ bool ReadLine(FILE* iFile, char* oLine, int iSize) {
 }
 } // namespace
 
+// A log statement is not safe in a signal handler: the parent's wait, which
+// the signal ends, prints the line.
 extern "C" void parent_sighandler(int iSignal) {
-    getprintaccess();
-    FENDRAKE_LOG_STREAM_AT(kPath, 271, 1)
-        << "Parent got signal " << iSignal << " -> sending SIGTERM"
-        << "\n";
-    releaseprintaccess();
+    const int savedErrno = errno;
+    sPassedOn.store(iSignal);
     kill(child_pid, SIGTERM);
+    errno = savedErrno;
 }
 
 void FendrakeOSEnterDaemonMode(int iMode) {
