@@ -30,16 +30,14 @@ public:
 // Exits 0 once the call has asked the first entry for its group 1000 times
 // without returning, and 1 if it returned.
 void DeleteWithMultipleOnAWaitingMessage() {
-    FendrakeMessageLooper* looper = new FendrakeMessageLooper("spin", 10);
-    FendrakeMessageHandler* handler = new Idle(looper);
+    FendrakeMessageHandler* handler = new Idle(new FendrakeMessageLooper("spin", 10));
     handler->TimedMsg(new CountingMessage, 60000);
     std::atomic<bool> returned{false};
-    std::thread caller([&] {
+    std::thread([&] {
         CountingMessage pattern;
         handler->DeleteTimedMsgs(&pattern, FendrakeMessageHandler::MsgTypeMultiple);
         returned = true;
-    });
-    caller.detach();
+    }).detach();
     while (sGroupReads < 1000 && !returned)
         sched_yield();
     _exit(returned ? 1 : 0);

@@ -1,9 +1,8 @@
-// Several threads post to one looper with a small queue, blocking and not,
-// add and cancel timed messages, and create and delete their handlers, while
-// a handler on the looper creates and deletes others from its own code. Each
-// message counts its dispatches and deletions: every one is deleted exactly
-// once, dispatched at most once and only to its own handler, never touched
-// after deletion, and whatever was posted to a live handler arrives.
+// Threads post to one looper with a small queue, blocking and not, add and
+// cancel timed messages, and make and delete their handlers, while a handler
+// on the looper makes and deletes others from its own code. Every message is
+// deleted exactly once, dispatched at most once and only to its own handler,
+// never touched after deletion, and what is posted to a live handler arrives.
 #include "Basic/FendrakeStdLib/FendrakeMessageLooper.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +22,7 @@ const int kPerPoster = 3000;
 const int kQueueSize = 16;
 const int kMaxIds = 40000;
 const unsigned kAlive = 0xa11fe;
+typedef FendrakeMessageHandler Handler;
 
 std::atomic<int> sNextId{0};
 std::atomic<int> sDispatched[kMaxIds];
@@ -38,8 +38,7 @@ public:
             abort();
     }
     ~LoadMessage() override {
-        if (mMagic != kAlive)
-            ++sErrors;
+        sErrors += mMagic != kAlive;
         mMagic = 0;
         ++sDeleted[mId];
     }
@@ -57,53 +56,45 @@ public:
     const int mPrio;
 };
 
-// Fences meet their poster here.
+// A fence message reaches its poster through here.
 struct Fence {
     std::mutex mMutex;
     std::condition_variable mPassed;
     int mCount = 0;
 };
 
-class LoadHandler : public FendrakeMessageHandler {
+class LoadHandler : public Handler {
 public:
-    LoadHandler(FendrakeMessageLooper* iLooper, Fence* iFence)
-        : FendrakeMessageHandler(iLooper), mFence(iFence) {}
+    LoadHandler(FendrakeMessageLooper* iLooper, Fence* iFence) : Handler(iLooper), mFence(iFence) {}
     ~LoadHandler() override {
         for (LoadMessage* kept : mKept)
             delete kept;
         delete mChild;
     }
-
     bool HandleMessage(FendrakeMessage* iMsg) override {
         LoadMessage* msg = static_cast<LoadMessage*>(iMsg);
-        if (msg->mMagic != kAlive || msg->mMessageHandlerKeyOnLooper != GetHandlerKey())
-            ++sErrors;
+        sErrors += msg->mMagic != kAlive || msg->mMessageHandlerKeyOnLooper != GetHandlerKey();
         ++sDispatched[msg->mId];
-        if (msg->mKind == eKeep)
-            Keep(msg);
-        else if (msg->mKind == eFence)
-            Pass();
-        else if (msg->mKind == eSpawn)
+        if (msg->mKind == eKeep) {
+            KeepMessage();
+            mKept.push_back(msg);
+            if (mKept.size() > 2) {
+                delete mKept.front();
+                mKept.erase(mKept.begin());
+            }
+        } else if (msg->mKind == eFence) {
+            std::lock_guard<std::mutex> lock(mFence->mMutex);
+            ++mFence->mCount;
+            mFence->mPassed.notify_all();
+        } else if (msg->mKind == eSpawn) {
             Spawn();
+        }
         return true;
     }
 
 private:
-    void Keep(LoadMessage* msg) {
-        KeepMessage();
-        mKept.push_back(msg);
-        if (mKept.size() > 2) {
-            delete mKept.front();
-            mKept.erase(mKept.begin());
-        }
-    }
-    void Pass() {
-        std::lock_guard<std::mutex> lock(mFence->mMutex);
-        ++mFence->mCount;
-        mFence->mPassed.notify_all();
-    }
-    // On the looper's own thread: a new child gets messages, the old one goes
-    // with whatever is still on its way to it.
+    // On the looper's thread: a new child gets messages, the old one goes with
+    // whatever is still on its way to it.
     void Spawn() {
         LoadHandler* child = new LoadHandler(GetLooper(), mFence);
         for (int i = 0; i < 2; ++i) {
@@ -123,7 +114,7 @@ private:
 
 class Poster {
 public:
-    Poster(FendrakeMessageLooper* iLooper, LoadHandler* iManager, unsigned iSeed)
+    Poster(FendrakeMessageLooper* iLooper, Handler* iManager, unsigned iSeed)
         : mLooper(iLooper), mManager(iManager), mRandom(iSeed) {}
 
     void Run() {
@@ -133,12 +124,12 @@ public:
             PostOne();
         }
         Renew();
-        Delete(mOwn);
+        Delete();
     }
 
 private:
-    // Waits until everything posted to the current handler has arrived, then
-    // replaces it. A fence of priority 0 queues behind all earlier messages.
+    // Once everything posted to the current handler has arrived (a fence of
+    // priority 0 queues behind all of it), replaces the handler.
     void Renew() {
         if (mOwn) {
             std::unique_lock<std::mutex> lock(mFence.mMutex);
@@ -146,67 +137,50 @@ private:
             lock.unlock();
             mOwn->PostMsg(new LoadMessage(eFence));
             lock.lock();
-            if (!mFence.mPassed.wait_for(lock, std::chrono::minutes(1),
-                                         [&] { return mFence.mCount >= target; }))
-                ++sErrors;
+            sErrors += !mFence.mPassed.wait_for(lock, std::chrono::minutes(1),
+                                                [&] { return mFence.mCount >= target; });
             lock.unlock();
             for (int id : mExpected)
-                if (sDispatched[id] != 1)
-                    ++sErrors;
+                sErrors += sDispatched[id] != 1;
             mExpected.clear();
-            Delete(mOwn);
+            Delete();
         }
         FendrakeLockScope<FendrakeMutexNested> lock(mLooper->GetMutexNested());
         mOwn = new LoadHandler(mLooper, &mFence);
     }
-    void Delete(LoadHandler* iHandler) {
+    // Under the handler lock, so no dispatch sees the handler half destroyed.
+    void Delete() {
         FendrakeLockScope<FendrakeMutexNested> lock(mLooper->GetMutexNested());
-        delete iHandler;
+        delete mOwn;
         mOwn = nullptr;
     }
     void PostOne() {
         const unsigned choice = mRandom() % 8;
-        const int prio = static_cast<int>(mRandom() % 3);
         const unsigned key = mRandom() % 4;
-        const FendrakeMessageHandler::MsgTypeHandling handling =
-            static_cast<FendrakeMessageHandler::MsgTypeHandling>(mRandom() % 3);
-        LoadMessage* msg = nullptr;
-        switch (choice) {
-        case 0:
-        case 1:
-        case 2:
-        case 3:
-            msg = new LoadMessage(choice == 3 ? eKeep : ePlain, prio);
+        LoadMessage* msg = new LoadMessage(choice == 3 ? eKeep : ePlain, mRandom() % 3);
+        if (choice <= 3) {
             mExpected.push_back(msg->mId);
             mOwn->PostMsg(msg);
-            break;
-        case 4:
-            msg = new LoadMessage(ePlain, prio);
-            mExpected.push_back(msg->mId);
-            if (!mOwn->PostMsgNonBlocking(msg, kQueueSize / 2)) {
-                mExpected.pop_back();
+        } else if (choice == 4) {
+            if (mOwn->PostMsgNonBlocking(msg, kQueueSize / 2))
+                mExpected.push_back(msg->mId);
+            else
                 delete msg;
-            }
-            break;
-        case 5:
-            mOwn->TimedMsgKey(new LoadMessage(ePlain), mRandom() % 3, key, handling);
-            break;
-        case 6: {
-            LoadMessage pattern(ePlain);
-            mOwn->DeleteTimedMsgs(&pattern,
-                                  key % 2 ? FendrakeMessageHandler::MsgTypeUnique
-                                          : FendrakeMessageHandler::MsgTypeUniqueKey,
+        } else if (choice == 5) {
+            mOwn->TimedMsgKey(msg, mRandom() % 3, key,
+                              static_cast<Handler::MsgTypeHandling>(mRandom() % 3));
+        } else if (choice == 6) {
+            mOwn->DeleteTimedMsgs(msg, key % 2 ? Handler::MsgTypeUnique : Handler::MsgTypeUniqueKey,
                                   key);
-            break;
-        }
-        default:
+            delete msg;
+        } else {
+            delete msg;
             mManager->PostMsg(new LoadMessage(eSpawn));
-            break;
         }
     }
 
     FendrakeMessageLooper* mLooper;
-    LoadHandler* mManager;
+    Handler* mManager;
     LoadHandler* mOwn = nullptr;
     Fence mFence;
     std::vector<int> mExpected;
@@ -218,23 +192,22 @@ TEST(FendrakeMessageLooperStressTest, EveryMessageIsDeletedOnceAndDispatchedAtMo
     FendrakeThread::Initialize();
     {
         FendrakeMessageLooper looper("load", 10, kQueueSize, 5);
-        Fence managerFence;
-        LoadHandler* manager = new LoadHandler(&looper, &managerFence);
+        Fence unused;
+        Handler* manager = new LoadHandler(&looper, &unused);
         looper.Start();
         std::vector<std::unique_ptr<Poster>> posters;
         std::vector<std::thread> threads;
-        for (int p = 0; p < kPosters; ++p)
+        for (int p = 0; p < kPosters; ++p) {
             posters.emplace_back(new Poster(&looper, manager, static_cast<unsigned>(p + 1)));
-        for (int p = 0; p < kPosters; ++p)
-            threads.emplace_back(&Poster::Run, posters[p].get());
+            threads.emplace_back(&Poster::Run, posters.back().get());
+        }
         for (std::thread& thread : threads)
             thread.join();
     }
     FendrakeThread::Destruct();
 
-    const int messages = sNextId;
     int dispatched = 0;
-    for (int id = 0; id < messages; ++id) {
+    for (int id = 0; id < sNextId; ++id) {
         EXPECT_EQ(1, sDeleted[id].load()) << "message " << id;
         EXPECT_LE(sDispatched[id].load(), 1) << "message " << id;
         dispatched += sDispatched[id];
