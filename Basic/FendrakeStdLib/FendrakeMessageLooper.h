@@ -177,8 +177,8 @@ public:
     // Lets the thread run; once.
     void Start();
     // Ends the thread as deletion does (timed messages deleted, the queue
-    // delivered up to the stop message); later calls do nothing. Not from the
-    // looper's own thread.
+    // delivered up to the stop message); later calls do nothing. From the
+    // looper's own thread it is an assertion and does nothing.
     void StopThread();
 
     // Takes msg, blocking while the queue is full. A message of another group

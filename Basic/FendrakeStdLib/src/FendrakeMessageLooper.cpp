@@ -57,7 +57,9 @@ void FendrakeMessageLooper::Start() {
 }
 
 void FendrakeMessageLooper::StopThread() {
-    if (mThreadStopped.exchange(true))
+    // The thread would wait for its own end.
+    FENDRAKE_ASSERT(FendrakeThread::This() != this);
+    if (FendrakeThread::This() == this || mThreadStopped.exchange(true))
         return;
     iDeleteAllTimedMsgs();
     // A thread still held back would never read the stop message.
