@@ -6,13 +6,17 @@
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
+#include "Basic/FendrakeStdLib/FendrakeDVBString.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
+#include "Basic/FendrakeStdLib/FendrakeEncode.h"
 #include "Basic/FendrakeStdLib/FendrakeEnumName.h"
+#include "Basic/FendrakeStdLib/FendrakeIconv.h"
 #include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"
 #include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
 #include "Basic/FendrakeStdLib/FendrakePathConfiguration.h"
 #include "Basic/FendrakeStdLib/FendrakeRuntimeConfiguration.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
+#include "Basic/FendrakeStdLib/FendrakeUnicodeCharacter.h"
 #include "Basic/FendrakeStdLib/FendrakeVector.h"
 
 #endif
