@@ -28,8 +28,8 @@ constexpr ByteTable MakeBase64Classes() {
             static_cast<unsigned char>(i);
     for (int i = 0x09; i <= 0x0F; ++i)
         table.mValue[i] = kSpace;
-    table.mValue[' '] = kSpace;
-    table.mValue['='] = kPad;
+    table.mValue[static_cast<unsigned char>(' ')] = kSpace;
+    table.mValue[static_cast<unsigned char>('=')] = kPad;
     return table;
 }
 constexpr ByteTable kBase64Classes = MakeBase64Classes();
