@@ -1,6 +1,8 @@
 // AssignFromDVBString on any bytes, with each default table, with and without
 // control removal, and with the built-in or the test Huffman tables; then the
-// same bytes through appendConvert, which converts in rounds.
+// same bytes through appendConvert, which converts in rounds, and through
+// fendrake_iconv in one call and in rounds too small for its fast paths,
+// which must agree.
 #include "Basic/FendrakeStdLib/FendrakeDVBString.h"
 #include "Basic/FendrakeStdLib/FendrakeIconv.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
@@ -23,6 +25,22 @@ struct DvbHuffmanCode {
 
 const DvbHuffmanTable kTestTables[2] = {{sHuffmanTestTable, sizeof sHuffmanTestTable},
                                         {sHuffmanTestTable, sizeof sHuffmanTestTable}};
+// The text converted in rounds of iRoom bytes of output.
+std::string Convert(const char* iTable, const std::vector<unsigned char>& iText,
+                    unsigned int iRoom) {
+    void* converter = fendrake_iconv_open("UTF-8", iTable);
+    std::string out;
+    std::vector<char> room(iRoom);
+    const char* in = reinterpret_cast<const char*>(iText.data());
+    unsigned int inLeft = static_cast<unsigned int>(iText.size());
+    do {
+        char* at = room.data();
+        unsigned int left = iRoom;
+        out.append(room.data(), fendrake_iconv(converter, &in, &inLeft, &at, &left));
+    } while (fendrake_iconv_get_stop_reson(converter) == 1);
+    fendrake_iconv_close(converter);
+    return out;
+}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
@@ -51,5 +69,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
                             static_cast<unsigned int>(text.size()),
                             defaultTable ? defaultTable : "ISO-6937"))
         abort();
+    if (defaultTable && strcmp(defaultTable, "ISO-6937") != 0) {
+        std::string whole = Convert(defaultTable, text, 6 * text.size() + 8);
+        if (whole != Convert(defaultTable, text, 7))
+            abort();
+    }
     return 0;
 }

@@ -48,6 +48,7 @@ def c_array(ctype, name, values, per_line=12):
 
 # ISO 8859: the parts with a table of their upper half, 0xA0 to 0xFF.
 ISO8859_PARTS = [2, 3, 4, 5, 6, 7, 8, 9, 10, 13, 14, 16]
+# Part 11 follows a rule and part 15 comes last, as it differs from part 1 in one row.
 
 
 def iso8859():
@@ -56,9 +57,12 @@ def iso8859():
     for part in ISO8859_PARTS:
         values = [decode_one("iso8859_%d" % part, bytes([b])) for b in range(0xA0, 0x100)]
         out.append(c_array("uint16_t", "sIso8859_%d" % part, values))
-    out.append("// Part 15 differs from part 1 only between 0xA0 and 0xBF.\n")
-    out.append(c_array("uint16_t", "sIso8859_15",
-                       [decode_one("iso8859_15", bytes([b])) for b in range(0xA0, 0xC0)]))
+    # Part 15 differs from part 1 only between 0xA0 and 0xBF: the rest of its
+    # table must be the bytes themselves.
+    part15 = [decode_one("iso8859_15", bytes([b])) for b in range(0xA0, 0x100)]
+    if part15[0x20:] != list(range(0xC0, 0x100)):
+        raise ValueError("ISO 8859-15 differs from part 1 above 0xBF")
+    out.append(c_array("uint16_t", "sIso8859_15", part15))
     return "\n".join(out)
 
 
@@ -174,7 +178,7 @@ def compose():
             rows.append((mark, ord(base), result))
     lines = [HEADER.format(source="Unicode's normalisation data (Python's unicodedata)"),
              "// Mark, base, composed character; sorted by mark and base.",
-             "static const Iso6937Composition sIso6937Compositions[%d] = {" % len(rows)]
+             "static constexpr Iso6937Composition sIso6937Compositions[%d] = {" % len(rows)]
     for mark, base, result in sorted(rows):
         lines.append("    {0x%04X, 0x%02X, 0x%04X}," % (mark, base, result))
     lines.append("};")

@@ -34,6 +34,25 @@ constexpr ByteTable MakeBase64Classes() {
 }
 constexpr ByteTable kBase64Classes = MakeBase64Classes();
 
+// The sextet of each byte already moved to its place in a group of four, so
+// that a group is four lookups or'ed; anything else sets bit 31.
+struct ShiftedSextets {
+    uint32_t mBits[4][256];
+};
+
+constexpr ShiftedSextets MakeShiftedSextets() {
+    ShiftedSextets table{};
+    for (int place = 0; place < 4; ++place) {
+        for (int byte = 0; byte < 256; ++byte) {
+            const unsigned char kind = kBase64Classes.mValue[byte];
+            table.mBits[place][byte] =
+                kind < 64 ? static_cast<uint32_t>(kind) << (18 - 6 * place) : 0x80000000u;
+        }
+    }
+    return table;
+}
+constexpr ShiftedSextets kShiftedSextets = MakeShiftedSextets();
+
 constexpr ByteTable MakeHexValues() {
     ByteTable table{};
     for (int i = 0; i < 256; ++i)
@@ -166,10 +185,22 @@ int base64encode(const unsigned char* iSource, int iSourceLength, unsigned char*
 }
 
 int base64decodeBufferSize(const unsigned char* iSource, int iSourceLength) {
+    const unsigned char* const classes = kBase64Classes.mValue;
     int64_t count = 0;
     int pads = 0;
-    for (int i = 0; i < iSourceLength; ++i) {
-        const unsigned char kind = kBase64Classes.mValue[iSource[i]];
+    int i = 0;
+    while (i < iSourceLength) {
+        // Runs of plain characters four at a time: the special classes have bit 7 set.
+        const int start = i;
+        while (!pads && iSourceLength - i >= 4 &&
+               !((classes[iSource[i]] | classes[iSource[i + 1]] | classes[iSource[i + 2]] |
+                  classes[iSource[i + 3]]) &
+                 0x80))
+            i += 4;
+        count += i - start;
+        if (i >= iSourceLength)
+            break;
+        const unsigned char kind = classes[iSource[i++]];
         if (kind == kSpace)
             continue;
         if (kind == kInvalid)
@@ -192,11 +223,28 @@ int base64decode(const unsigned char* iSource, int iSourceLength, unsigned char*
     const int size = base64decodeBufferSize(iSource, iSourceLength);
     if (size < 0 || size > iDestCapacity)
         return -1;
+    const unsigned char* const classes = kBase64Classes.mValue;
     int written = 0;
     unsigned char group[4];
     int filled = 0;
-    for (int i = 0; i < iSourceLength; ++i) {
-        const unsigned char kind = kBase64Classes.mValue[iSource[i]];
+    int i = 0;
+    while (i < iSourceLength) {
+        // Whole groups of plain characters; the size check has made room for them.
+        while (!filled && iSourceLength - i >= 4 && iDestCapacity - written >= 3) {
+            const uint32_t bits =
+                kShiftedSextets.mBits[0][iSource[i]] | kShiftedSextets.mBits[1][iSource[i + 1]] |
+                kShiftedSextets.mBits[2][iSource[i + 2]] | kShiftedSextets.mBits[3][iSource[i + 3]];
+            if (bits & 0x80000000u)
+                break;
+            oDest[written] = static_cast<unsigned char>(bits >> 16);
+            oDest[written + 1] = static_cast<unsigned char>(bits >> 8);
+            oDest[written + 2] = static_cast<unsigned char>(bits);
+            written += 3;
+            i += 4;
+        }
+        if (i >= iSourceLength)
+            break;
+        const unsigned char kind = classes[iSource[i++]];
         if (kind == kSpace)
             continue;
         group[filled++] = kind;

@@ -1,10 +1,13 @@
 #include "Basic/FendrakeStdLib/FendrakeDVBString.h"
 
+#include "FendrakeIconvSetup.h"
+
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
-#include "Basic/FendrakeStdLib/FendrakeIconv.h"
 
 #include <climits>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -33,15 +36,163 @@ private:
     unsigned char* mpData;
 };
 
+// Copies the run of bytes that every filter keeps as they are (ASCII but NUL,
+// and but all control codes if those are removed), looking at eight at a
+// time; returns its length. The output has room for eight more bytes.
+size_t CopyPlain(const unsigned char* iText, size_t iLength, bool iRemoveControl,
+                 unsigned char* oText) {
+    const uint64_t kOnes = 0x0101010101010101ull;
+    const uint64_t kHigh = 0x8080808080808080ull;
+    const unsigned char lowest = iRemoveControl ? 32 : 1;
+    // Text in a script above ASCII is mostly other bytes: look at one first.
+    if (iLength == 0 || iText[0] >= 0x80 || iText[0] < lowest)
+        return 0;
+    size_t count = 0;
+    while (iLength - count >= 8) {
+        uint64_t word;
+        memcpy(&word, iText + count, 8);
+        memcpy(oText + count, &word, 8);
+        // Per byte, without carries between bytes: the high bit says "kept".
+        const uint64_t kept = ((word & ~kHigh) + (0x80u - lowest) * kOnes) & ~word & kHigh;
+        const uint64_t dropped = ~kept & kHigh;
+        if (dropped) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+            return count + static_cast<size_t>(__builtin_clzll(dropped)) / 8;
+#else
+            return count + static_cast<size_t>(__builtin_ctzll(dropped)) / 8;
+#endif
+        }
+        count += 8;
+    }
+    return count;
+}
+
+// The one-byte filter as tables, so that a byte costs no branch: what a byte
+// becomes, and whether it stays (without and with control removal).
+struct OneByteFilter {
+    unsigned char mByte[256];
+    unsigned char mKeep[2][256];
+};
+
+constexpr OneByteFilter MakeOneByteFilter() {
+    OneByteFilter filter{};
+    for (int byte = 0; byte < 256; ++byte) {
+        filter.mByte[byte] = static_cast<unsigned char>(byte == 0x8A ? '\n' : byte);
+        const bool dropped = byte == 0 || (byte >= 0x80 && byte <= 0x9F && byte != 0x8A);
+        filter.mKeep[0][byte] = !dropped;
+        filter.mKeep[1][byte] = !dropped && (byte > 31 || byte == 0x8A);
+    }
+    return filter;
+}
+constexpr OneByteFilter kOneByteFilter = MakeOneByteFilter();
+
 size_t FilterOneByte(const unsigned char* iText, size_t iLength, bool iRemoveControl,
                      unsigned char* oText) {
+    const unsigned char* keep = kOneByteFilter.mKeep[iRemoveControl];
     size_t out = 0;
-    for (size_t i = 0; i < iLength; ++i) {
-        const unsigned char byte = iText[i];
-        if (byte == 0x8A)
-            oText[out++] = '\n';
-        else if (byte != 0 && !(byte >= 0x80 && byte <= 0x9F) && !(iRemoveControl && byte <= 31))
-            oText[out++] = byte;
+    size_t i = 0;
+    while (i < iLength) {
+        const size_t plain = CopyPlain(iText + i, iLength - i, iRemoveControl, oText + out);
+        i += plain;
+        out += plain;
+        if (i >= iLength)
+            break;
+        const unsigned char byte = iText[i++];
+        oText[out] = kOneByteFilter.mByte[byte];
+        out += keep[byte];
+    }
+    return out;
+}
+
+void PutUtf8(uint32_t iCodePoint, unsigned char* oText, size_t& ioOut) {
+    if (iCodePoint < 0x80) {
+        oText[ioOut++] = static_cast<unsigned char>(iCodePoint);
+    } else if (iCodePoint < 0x800) {
+        oText[ioOut++] = static_cast<unsigned char>(0xC0 | iCodePoint >> 6);
+        oText[ioOut++] = static_cast<unsigned char>(0x80 | (iCodePoint & 0x3F));
+    } else {
+        oText[ioOut++] = static_cast<unsigned char>(0xE0 | iCodePoint >> 12);
+        oText[ioOut++] = static_cast<unsigned char>(0x80 | ((iCodePoint >> 6) & 0x3F));
+        oText[ioOut++] = static_cast<unsigned char>(0x80 | (iCodePoint & 0x3F));
+    }
+}
+
+bool IsMark(uint32_t iCodePoint) {
+    return iCodePoint >= 0x300 && iCodePoint <= 0x36F;
+}
+
+const size_t kNotConverted = ~size_t(0);
+
+// The one-byte filter and a single-byte table in one pass: both work byte by
+// byte, so this gives what filtering and then converting would. A mark must
+// compose with the next kept byte; any other mark gives kNotConverted and is
+// left to the converter. Writes up to three bytes for each byte of text, and
+// eight more room must be there.
+size_t FilterAndConvertOneByte(const unsigned char* iText, size_t iLength, bool iRemoveControl,
+                               const uint16_t* iHighHalf, bool iComposing, unsigned char* oText) {
+    const unsigned char* keep = kOneByteFilter.mKeep[iRemoveControl];
+    size_t out = 0;
+    size_t i = 0;
+    while (i < iLength) {
+        const size_t plain = CopyPlain(iText + i, iLength - i, iRemoveControl, oText + out);
+        i += plain;
+        out += plain;
+        if (i >= iLength)
+            break;
+        const unsigned char byte = iText[i++];
+        if (!keep[byte])
+            continue;
+        if (byte < 0xA0) {
+            oText[out++] = kOneByteFilter.mByte[byte];
+            continue;
+        }
+        uint32_t codePoint = iHighHalf[byte - 0xA0];
+        if (iComposing && IsMark(codePoint)) {
+            while (i < iLength && !keep[iText[i]])
+                ++i;
+            if (i >= iLength)
+                return kNotConverted;
+            const unsigned char base = kOneByteFilter.mByte[iText[i++]];
+            const uint32_t baseCodePoint = base < 0xA0 ? base : iHighHalf[base - 0xA0];
+            const uint16_t* composed = IsMark(baseCodePoint)
+                                           ? nullptr
+                                           : FendrakeIconvComposition(codePoint, baseCodePoint);
+            if (!composed)
+                return kNotConverted;
+            codePoint = *composed;
+        }
+        PutUtf8(codePoint, oText, out);
+    }
+    return out;
+}
+
+bool DropsPair(unsigned int iValue, bool iRemoveControl) {
+    return iValue == 0 || (iValue >= 0xE080 && iValue <= 0xE09F) ||
+           (iRemoveControl && iValue <= 31);
+}
+
+// The two-byte filter and UCS2 in one pass, both pair by pair. Without
+// branches, as scripts mix one-, two- and three-byte characters: every pair
+// stores three bytes and keeps what it needs. Writes up to three bytes for
+// each pair and needs two more of room.
+size_t FilterAndConvertUcs2(const unsigned char* iText, size_t iLength, bool iRemoveControl,
+                            unsigned char* oText) {
+    const unsigned int lowest = iRemoveControl ? 32 : 1;
+    size_t out = 0;
+    for (size_t i = 0; i < iLength; i += 2) {
+        // An odd last byte pairs with 0, never with what lies behind the text.
+        const unsigned int value = iText[i] << 8 | (i + 1 < iLength ? iText[i + 1] : 0);
+        const unsigned int two = value >= 0x80;
+        const unsigned int three = value >= 0x800;
+        const unsigned char last = static_cast<unsigned char>(0x80 | (value & 0x3F));
+        const unsigned char middle = static_cast<unsigned char>(0x80 | ((value >> 6) & 0x3F));
+        oText[out] = static_cast<unsigned char>(three ? 0xE0 | value >> 12
+                                                : two ? 0xC0 | value >> 6
+                                                      : value);
+        oText[out + 1] = three ? middle : last;
+        oText[out + 2] = last;
+        const bool dropped = value < lowest || (value >= 0xE080 && value <= 0xE09F);
+        out += dropped ? 0 : 1 + two + three;
     }
     return out;
 }
@@ -54,8 +205,7 @@ size_t FilterTwoByte(const unsigned char* iText, size_t iLength, bool iRemoveCon
         const unsigned char high = iText[i];
         // An odd last byte pairs with 0, never with what lies behind the text.
         const unsigned char low = i + 1 < iLength ? iText[i + 1] : 0;
-        const unsigned int value = high << 8 | low;
-        if (value == 0 || (value >= 0xE080 && value <= 0xE09F) || (iRemoveControl && value <= 31))
+        if (DropsPair(high << 8 | low, iRemoveControl))
             continue;
         oText[out++] = high;
         oText[out++] = low;
@@ -69,6 +219,11 @@ size_t FilterUtf8(const unsigned char* iText, size_t iLength, bool iRemoveContro
                   unsigned char* oText) {
     size_t out = 0;
     for (size_t i = 0; i < iLength; ++i) {
+        const size_t plain = CopyPlain(iText + i, iLength - i, iRemoveControl, oText + out);
+        i += plain;
+        out += plain;
+        if (i >= iLength)
+            break;
         const unsigned char byte = iText[i];
         if (byte == 0 || (iRemoveControl && byte <= 31))
             continue;
@@ -82,11 +237,49 @@ size_t FilterUtf8(const unsigned char* iText, size_t iLength, bool iRemoveContro
     return out;
 }
 
-// Filters, converts to UTF-8 and appends; returns the bytes appended.
+FendrakeIconvHandle OpenToUtf8(const char* iTable) {
+    FendrakeIconvHandle converter;
+    if (!FendrakeIconvSetup(converter, "UTF-8", iTable)) {
+        FENDRAKE_LOG(2, "Error: could not find conversion table for %s -> UTF-8\n", iTable);
+        FendrakeIconvSetup(converter, "UTF-8", "ISO-8859-1");
+    }
+    return converter;
+}
+
+// Filters, converts to UTF-8 and appends; returns the bytes appended. The
+// handle lives on the stack: one text costs no heap.
 int Convert(std::string& ioText, const unsigned char* iText, size_t iLength, bool iRemoveControl,
             const char* iTable, Filter iFilter) {
+    FendrakeIconvHandle converter = OpenToUtf8(iTable);
+    if (iLength > UINT_MAX / 6 - 8)
+        return 0;
+    bool composing = false;
+    const uint16_t* highHalf =
+        iFilter == kFilterOneByte ? FendrakeIconvHighHalf(converter, composing) : nullptr;
+    if (highHalf) {
+        Scratch<3 * kStackText + 8> converted(3 * iLength + 8);
+        if (!converted.data())
+            return 0;
+        const size_t written = FilterAndConvertOneByte(iText, iLength, iRemoveControl, highHalf,
+                                                       composing, converted.data());
+        if (written != kNotConverted) {
+            ioText.append(reinterpret_cast<const char*>(converted.data()), written);
+            return static_cast<int>(written);
+        }
+    }
+    if (iFilter == kFilterTwoByte && FendrakeIconvIsUcs2ToUtf8(converter)) {
+        Scratch<3 * kStackText / 2 + 5> converted(3 * (iLength / 2) + 5);
+        if (!converted.data())
+            return 0;
+        const size_t written =
+            FilterAndConvertUcs2(iText, iLength, iRemoveControl, converted.data());
+        ioText.append(reinterpret_cast<const char*>(converted.data()), written);
+        return static_cast<int>(written);
+    }
+
     Scratch<kStackText + 1> filtered(iLength + 1);
-    if (!filtered.data())
+    Scratch<6 * kStackText> converted(6 * (iLength + 1));
+    if (!filtered.data() || !converted.data())
         return 0;
     size_t length;
     if (iFilter == kFilterOneByte)
@@ -95,23 +288,12 @@ int Convert(std::string& ioText, const unsigned char* iText, size_t iLength, boo
         length = FilterTwoByte(iText, iLength, iRemoveControl, filtered.data());
     else
         length = FilterUtf8(iText, iLength, iRemoveControl, filtered.data());
-
-    void* converter = fendrake_iconv_open("UTF-8", iTable);
-    if (converter == reinterpret_cast<void*>(-1)) {
-        FENDRAKE_LOG(2, "Error: could not find conversion table for %s -> UTF-8\n", iTable);
-        converter = fendrake_iconv_open("UTF-8", "ISO-8859-1");
-    }
-    Scratch<6 * kStackText> converted(6 * length);
-    unsigned int written = 0;
-    if (converted.data() && length <= UINT_MAX / 6) {
-        const char* in = reinterpret_cast<const char*>(filtered.data());
-        unsigned int inLeft = static_cast<unsigned int>(length);
-        char* out = reinterpret_cast<char*>(converted.data());
-        unsigned int outLeft = static_cast<unsigned int>(6 * length);
-        written = fendrake_iconv(converter, &in, &inLeft, &out, &outLeft);
-        ioText.append(reinterpret_cast<const char*>(converted.data()), written);
-    }
-    fendrake_iconv_close(converter);
+    const char* in = reinterpret_cast<const char*>(filtered.data());
+    unsigned int inLeft = static_cast<unsigned int>(length);
+    char* out = reinterpret_cast<char*>(converted.data());
+    unsigned int outLeft = static_cast<unsigned int>(6 * length);
+    const unsigned int written = fendrake_iconv(&converter, &in, &inLeft, &out, &outLeft);
+    ioText.append(reinterpret_cast<const char*>(converted.data()), written);
     return static_cast<int>(written);
 }
 

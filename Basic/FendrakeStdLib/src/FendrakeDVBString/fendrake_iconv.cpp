@@ -1,5 +1,7 @@
 #include "Basic/FendrakeStdLib/FendrakeIconv.h"
 
+#include "FendrakeIconvSetup.h"
+
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 
 #include <cstring>
@@ -250,28 +252,204 @@ uint32_t EncodeUtf8(Handle* ioHandle, uint32_t iCodePoint, uint8_t* oOut, uint32
     return length;
 }
 
+// Fast paths into UTF-8 for the common tables. Each converts as long as
+// the output has room for the longest step, and leaves the rest (a full
+// output, a mark, a byte it does not know) to the character loop; the result
+// is the same as that loop's.
+struct Span {
+    const uint8_t* mIn;
+    const uint8_t* mInEnd;
+    uint8_t* mOut;
+    uint8_t* mOutEnd;
+
+    bool Room() const { return mIn < mInEnd && mOutEnd - mOut >= 8; }
+
+    // The ASCII bytes from here, up to eight at a time; false if there are none.
+    bool CopyAscii() {
+        if (*mIn & 0x80)
+            return false;
+        if (mInEnd - mIn < 8) {
+            *mOut++ = *mIn++;
+            return true;
+        }
+        uint64_t word;
+        memcpy(&word, mIn, 8);
+        // All eight are stored; only the ASCII ones are kept.
+        memcpy(mOut, &word, 8);
+        const size_t count = AsciiPrefix(word);
+        mIn += count;
+        mOut += count;
+        return true;
+    }
+
+    // How many bytes in memory order are below 0x80.
+    static size_t AsciiPrefix(uint64_t iWord) {
+        const uint64_t high = iWord & 0x8080808080808080ull;
+        if (!high)
+            return 8;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+        return static_cast<size_t>(__builtin_clzll(high)) / 8;
+#else
+        return static_cast<size_t>(__builtin_ctzll(high)) / 8;
+#endif
+    }
+
+    // Up to U+FFFF.
+    void Put(uint32_t iCodePoint) {
+        if (iCodePoint < 0x80) {
+            *mOut++ = static_cast<uint8_t>(iCodePoint);
+        } else if (iCodePoint < 0x800) {
+            mOut[0] = static_cast<uint8_t>(0xC0 | iCodePoint >> 6);
+            mOut[1] = static_cast<uint8_t>(0x80 | (iCodePoint & 0x3F));
+            mOut += 2;
+        } else {
+            mOut[0] = static_cast<uint8_t>(0xE0 | iCodePoint >> 12);
+            mOut[1] = static_cast<uint8_t>(0x80 | ((iCodePoint >> 6) & 0x3F));
+            mOut[2] = static_cast<uint8_t>(0x80 | (iCodePoint & 0x3F));
+            mOut += 3;
+        }
+    }
+};
+
+template <size_t N> struct HighHalfTable { uint16_t mCode[N]; };
+
+constexpr HighHalfTable<96> MakeIso8859_1() {
+    HighHalfTable<96> table{};
+    for (int i = 0; i < 96; ++i)
+        table.mCode[i] = static_cast<uint16_t>(0xA0 + i);
+    return table;
+}
+constexpr HighHalfTable<96> kIso8859_1 = MakeIso8859_1();
+
+constexpr HighHalfTable<96> MakeIso8859_11() {
+    HighHalfTable<96> table{};
+    for (int byte = 0xA0; byte < 0x100; ++byte) {
+        const bool hole = (byte >= 0xDB && byte <= 0xDE) || byte >= 0xFC;
+        table.mCode[byte - 0xA0] = static_cast<uint16_t>(byte == 0xA0 ? byte
+                                                         : hole       ? '?'
+                                                                      : byte + 3424);
+    }
+    return table;
+}
+constexpr HighHalfTable<96> kIso8859_11 = MakeIso8859_11();
+
+const uint16_t* Composition(uint32_t iMark, uint32_t iBase);
+
+bool IsMark(uint32_t iCodePoint) {
+    return iCodePoint >= 0x300 && iCodePoint <= 0x36F;
+}
+
+// Single-byte tables: the bytes up to 0x9F stand for themselves. With
+// iComposing (ISO 6937) a mark and a plain base that have a composed
+// character are done here; other marks go to the character loop.
+void ConvertByTable(const uint16_t* iHighHalf, bool iComposing, Span& ioSpan) {
+    while (ioSpan.Room()) {
+        if (ioSpan.CopyAscii())
+            continue;
+        const uint8_t byte = *ioSpan.mIn;
+        uint32_t codePoint = byte < 0xA0 ? byte : iHighHalf[byte - 0xA0];
+        if (iComposing && IsMark(codePoint)) {
+            if (ioSpan.mInEnd - ioSpan.mIn < 2)
+                return;
+            const uint8_t base = ioSpan.mIn[1];
+            const uint16_t* composed =
+                base < 0xA0 || !IsMark(iHighHalf[base - 0xA0])
+                    ? Composition(codePoint, base < 0xA0 ? base : iHighHalf[base - 0xA0])
+                    : nullptr;
+            if (!composed)
+                return;
+            codePoint = *composed;
+            ++ioSpan.mIn;
+        }
+        ioSpan.Put(codePoint);
+        ++ioSpan.mIn;
+    }
+}
+
+void ConvertUcs2(Span& ioSpan) {
+    while (ioSpan.Room() && ioSpan.mInEnd - ioSpan.mIn >= 2) {
+        ioSpan.Put(static_cast<uint32_t>(ioSpan.mIn[0] << 8 | ioSpan.mIn[1]));
+        ioSpan.mIn += 2;
+    }
+}
+
+void ConvertUtf8(Span& ioSpan) {
+    while (ioSpan.Room() && ioSpan.CopyAscii()) {
+    }
+}
+
+struct FastPath {
+    FendrakeIconvDecode mDecoder;
+    const uint16_t* mHighHalf;
+};
+
+const FastPath kFastPaths[] = {
+    {DecodeIso8859_1, kIso8859_1.mCode},       {DecodeIso8859<sIso8859_2>, sIso8859_2},
+    {DecodeIso8859<sIso8859_3>, sIso8859_3},   {DecodeIso8859<sIso8859_4>, sIso8859_4},
+    {DecodeIso8859<sIso8859_5>, sIso8859_5},   {DecodeIso8859<sIso8859_6>, sIso8859_6},
+    {DecodeIso8859<sIso8859_7>, sIso8859_7},   {DecodeIso8859<sIso8859_8>, sIso8859_8},
+    {DecodeIso8859<sIso8859_9>, sIso8859_9},   {DecodeIso8859<sIso8859_10>, sIso8859_10},
+    {DecodeIso8859_11, kIso8859_11.mCode},     {DecodeIso8859<sIso8859_13>, sIso8859_13},
+    {DecodeIso8859<sIso8859_14>, sIso8859_14}, {DecodeIso8859_15, sIso8859_15},
+    {DecodeIso8859<sIso8859_16>, sIso8859_16}, {DecodeIso6937, sIso6937},
+};
+
+// Runs the fast path of the handle's conversion, if it has one.
+void ConvertFast(const Handle& iHandle, Span& ioSpan) {
+    if (iHandle.encode != EncodeUtf8)
+        return;
+    if (iHandle.decode == DecodeUtf8) {
+        ConvertUtf8(ioSpan);
+        return;
+    }
+    if (iHandle.decode == DecodeUcs2) {
+        ConvertUcs2(ioSpan);
+        return;
+    }
+    for (const FastPath& path : kFastPaths) {
+        if (path.mDecoder == iHandle.decode) {
+            ConvertByTable(path.mHighHalf, iHandle.decode == DecodeIso6937, ioSpan);
+            return;
+        }
+    }
+}
+
+// Where the rows of each mark begin in the sorted composition table.
+struct MarkIndex {
+    uint8_t mFirst[0x71];
+};
+
+constexpr MarkIndex MakeMarkIndex() {
+    MarkIndex index{};
+    const size_t rows = sizeof sIso6937Compositions / sizeof sIso6937Compositions[0];
+    size_t row = 0;
+    for (unsigned int mark = 0; mark <= 0x70; ++mark) {
+        while (row < rows && sIso6937Compositions[row].mMark < 0x300 + mark)
+            ++row;
+        index.mFirst[mark] = static_cast<uint8_t>(row);
+    }
+    return index;
+}
+constexpr MarkIndex kMarkIndex = MakeMarkIndex();
+static_assert(sizeof sIso6937Compositions / sizeof sIso6937Compositions[0] < 256,
+              "the mark index holds row numbers in bytes");
+
 const uint16_t* Composition(uint32_t iMark, uint32_t iBase) {
-    const uint32_t key = iMark << 8 | iBase;
-    if (iBase > 0xFF)
+    if (iMark < 0x300 || iMark > 0x36F || iBase > 0xFF)
         return nullptr;
-    size_t low = 0;
-    size_t high = sizeof sIso6937Compositions / sizeof sIso6937Compositions[0];
+    size_t low = kMarkIndex.mFirst[iMark - 0x300];
+    size_t high = kMarkIndex.mFirst[iMark - 0x300 + 1];
     while (low < high) {
         const size_t middle = (low + high) / 2;
         const Iso6937Composition& row = sIso6937Compositions[middle];
-        const uint32_t rowKey = static_cast<uint32_t>(row.mMark) << 8 | row.mBase;
-        if (rowKey == key)
+        if (row.mBase == iBase)
             return &row.mResult;
-        if (rowKey < key)
+        if (row.mBase < iBase)
             low = middle + 1;
         else
             high = middle;
     }
     return nullptr;
-}
-
-bool IsMark(uint32_t iCodePoint) {
-    return iCodePoint >= 0x300 && iCodePoint <= 0x36F;
 }
 
 const unsigned int kMaxMarks = 16;
@@ -354,24 +532,11 @@ const FendrakeIconvTableEntry fendrake_iconv_table[] = {
 };
 
 void* fendrake_iconv_open(const char* tocode, const char* fromcode) {
-    const FendrakeIconvTableEntry* to = nullptr;
-    const FendrakeIconvTableEntry* from = nullptr;
-    for (const FendrakeIconvTableEntry* entry = fendrake_iconv_table; entry->name; ++entry) {
-        if (tocode && !to && strcmp(entry->name, tocode) == 0)
-            to = entry;
-        if (fromcode && !from && strcmp(entry->name, fromcode) == 0)
-            from = entry;
-    }
-    if (!to || !from || !to->encoder || !from->decoder)
+    Handle setup;
+    if (!FendrakeIconvSetup(setup, tocode, fromcode))
         return kNoHandle;
-    Handle* handle = new (std::nothrow) Handle;
-    if (!handle)
-        return kNoHandle;
-    handle->decode = from->decoder;
-    handle->encode = to->encoder;
-    handle->utf16Decode = from->decoder == DecodeUtf16 ? DecodeUtf16Order<true> : nullptr;
-    handle->stopReason = FENDRAKE_ICONV_STOP_NONE;
-    return handle;
+    Handle* handle = new (std::nothrow) Handle(setup);
+    return handle ? handle : kNoHandle;
 }
 
 unsigned int fendrake_iconv(void* cd, const char** inbuf, unsigned int* inbytesleft, char** outbuf,
@@ -392,6 +557,16 @@ unsigned int fendrake_iconv(void* cd, const char** inbuf, unsigned int* inbytesl
     const uint8_t* groupStart = in;
 
     while (inLeft > 0) {
+        if (group.mMarkCount == 0 && outLeft >= 8) {
+            Span span = {in, in + inLeft, out, out + outLeft};
+            ConvertFast(*handle, span);
+            inLeft -= static_cast<uint32_t>(span.mIn - in);
+            outLeft -= static_cast<uint32_t>(span.mOut - out);
+            in = span.mIn;
+            out = span.mOut;
+            if (inLeft == 0)
+                break;
+        }
         uint32_t codePoint = 0;
         uint32_t used = handle->decode(handle, &codePoint, in, inLeft);
         if (used == 0)
@@ -461,4 +636,41 @@ unsigned int fendrake_iconv_get_stop_reson(void* cd) {
         return FENDRAKE_ICONV_STOP_NONE;
     return static_cast<Handle*>(cd)->stopReason;
 }
+}
+
+bool FendrakeIconvSetup(FendrakeIconvHandle& oHandle, const char* iToCode, const char* iFromCode) {
+    const FendrakeIconvTableEntry* to = nullptr;
+    const FendrakeIconvTableEntry* from = nullptr;
+    for (const FendrakeIconvTableEntry* entry = fendrake_iconv_table; entry->name; ++entry) {
+        if (iToCode && !to && strcmp(entry->name, iToCode) == 0)
+            to = entry;
+        if (iFromCode && !from && strcmp(entry->name, iFromCode) == 0)
+            from = entry;
+    }
+    if (!to || !from || !to->encoder || !from->decoder)
+        return false;
+    oHandle.decode = from->decoder;
+    oHandle.encode = to->encoder;
+    oHandle.utf16Decode = from->decoder == DecodeUtf16 ? DecodeUtf16Order<true> : nullptr;
+    oHandle.stopReason = FENDRAKE_ICONV_STOP_NONE;
+    return true;
+}
+
+bool FendrakeIconvIsUcs2ToUtf8(const FendrakeIconvHandle& iHandle) {
+    return iHandle.decode == DecodeUcs2 && iHandle.encode == EncodeUtf8;
+}
+
+const uint16_t* FendrakeIconvComposition(uint32_t iMark, uint32_t iBase) {
+    return Composition(iMark, iBase);
+}
+
+const uint16_t* FendrakeIconvHighHalf(const FendrakeIconvHandle& iHandle, bool& oComposing) {
+    oComposing = iHandle.decode == DecodeIso6937;
+    if (iHandle.encode != EncodeUtf8)
+        return nullptr;
+    for (const FastPath& path : kFastPaths) {
+        if (path.mDecoder == iHandle.decode)
+            return path.mHighHalf;
+    }
+    return nullptr;
 }
