@@ -1,10 +1,12 @@
 #include "Basic/DynamicLink/BasicInit.h"
 
+#include "Basic/FendrakeOS/FendrakeOSInit.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 #include "Basic/FendrakeStdLib/FendrakeObjectMonitor.h"
 #include "Basic/FendrakeStdLib/FendrakeOptArguments.h"
 #include "Basic/FendrakeStdLib/FendrakeRuntimeConfiguration.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
+#include "Basic/FendrakeStdLib/FendrakeTime.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -16,14 +18,11 @@ bool sStopped = false;
 
 // Joining points: each stands where its layer's call belongs and becomes
 // that call when the layer lands.
-void StartClock() {}                                    // FendrakeTime::initialize()
-void StartOperatingSystem(FendrakeOptArguments*) {}     // FendrakeOSInit(args)
 void StartSupervision() {}                              // FendrakeOSStart()
 void ReadConfigurationFile(const char*, const char*) {} // key file and its groups
 void FinalizePaths() {}                                 // FendrakePathConfigFinalize()
 void TermPaths() {}                                     // FendrakePathConfigTerm()
 void ReportObjectMonitor() {}                           // PrintState twice, TerminationValidation
-void StopOperatingSystem() {}                           // FendrakeOSDestruct()
 void DestroyConfigurationFile() {} // FendrakeConfigParser::DestroyDefaultInstance()
 
 // Set and anything but exactly "0", the empty value included.
@@ -55,8 +54,8 @@ void BasicInit(FendrakeOptArguments* ioArgs) {
     if (sStarted)
         return;
     sStarted = true;
-    StartClock();
-    StartOperatingSystem(ioArgs);
+    FendrakeTime::initialize();
+    FendrakeOSInit(ioArgs);
     FendrakeDebugInit(ioArgs);
     StartSupervision();
     FendrakeStringShared::CreateSystem();
@@ -77,7 +76,7 @@ void BasicTerm(void) {
     if (ObjectMonitorRequested())
         ReportObjectMonitor();
     FendrakeStringShared::DestroySystem();
-    StopOperatingSystem();
+    FendrakeOSDestruct();
     FendrakeDebugTerm();
     DestroyConfigurationFile();
 }

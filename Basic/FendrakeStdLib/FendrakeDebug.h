@@ -62,5 +62,6 @@ inline bool fendrake_level_enabled(int iLevel) {
 #define FENDRAKE_LOG_AT(iFile, iLine, iLevel, ...)                                                 \
     fendrake_log_at(iFile, iLine, iLevel, __VA_ARGS__)
 #define FENDRAKE_LOG_BARE(iLevel, ...) fendrake_log_bare(iLevel, __VA_ARGS__)
+// The stream form, FENDRAKE_LOG_STREAM(level) << ... << "\n", is in FendrakeOstream.h.
 
 #endif
