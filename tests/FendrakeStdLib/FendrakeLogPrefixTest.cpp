@@ -1,5 +1,4 @@
 // The log line's prefix: the two times, then the thread's name and priority.
-// Disabled until the logging core writes these fields; remove DISABLED_ then.
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 #include "Capture.h"
@@ -28,7 +27,7 @@ protected:
 };
 } // namespace
 
-TEST(FendrakeLogPrefixTest, DISABLED_LinesCarryTimesThreadNameAndPriority) {
+TEST(FendrakeLogPrefixTest, LinesCarryTimesThreadNameAndPriority) {
     FendrakeThread::Initialize();
     {
         CaptureScope capture;

@@ -190,7 +190,7 @@ TEST(FendrakeSnprintfTest, NullBufferIsAnAssertion) {
     EXPECT_THROW(fendrake_snprintf(nullptr, 4, "x"), AssertionFired);
     EXPECT_THAT(LastLogLine(),
                 HasSubstr("Basic/FendrakeStdLib/src/FendrakeStdio/fendrake_vsnprintf:"
-                          "71 Assertion `str' failed (calling task: (null)).\n"));
+                          "71 Assertion `str' failed (calling task: **Unknown thread**).\n"));
 }
 
 TEST(FendrakeSnprintfTest, CountStoresCharactersSoFar) {

@@ -1,5 +1,7 @@
 #include "Basic/FendrakeStdLib/FendrakeTime.h"
 
+#include "Basic/FendrakeStdLib/FendrakeStdio.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdarg>
@@ -45,10 +47,11 @@ public:
             return;
         va_list args;
         va_start(args, iFormat);
-        const int written = vsnprintf(mText + mLength, sizeof mText - mLength, iFormat, args);
+        const int written = fendrake_vsnprintf(
+            mText + mLength, static_cast<unsigned>(sizeof mText - mLength), iFormat, args);
         va_end(args);
-        if (written > 0)
-            mLength = std::min(sizeof mText - 1, mLength + static_cast<size_t>(written));
+        // -1: cut at the end of the buffer.
+        mLength = written < 0 ? sizeof mText - 1 : mLength + static_cast<size_t>(written);
     }
 
 private:
@@ -61,18 +64,20 @@ class TimeText {
 public:
     TimeText(int32_t iSeconds, uint32_t iNanoSeconds) {
         if (iSeconds == 0) {
-            snprintf(mText, sizeof mText, "Unset");
+            fendrake_snprintf(mText, sizeof mText, "Unset");
             return;
         }
         const time_t seconds = iSeconds;
         struct tm utc;
         gmtime_r(&seconds, &utc);
-        int length = snprintf(mText, sizeof mText, "%d%02d%02d-%02d%02d%02d", utc.tm_year + 1900,
+        int length =
+            fendrake_snprintf(mText, sizeof mText, "%d%02d%02d-%02d%02d%02d", utc.tm_year + 1900,
                               utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
         if (iNanoSeconds != 0 && length > 0 && static_cast<size_t>(length) < sizeof mText)
-            length += snprintf(mText + length, sizeof mText - length, ".%09u", iNanoSeconds);
+            length +=
+                fendrake_snprintf(mText + length, sizeof mText - length, ".%09u", iNanoSeconds);
         if (length > 0 && static_cast<size_t>(length) < sizeof mText)
-            snprintf(mText + length, sizeof mText - length, " UTC");
+            fendrake_snprintf(mText + length, sizeof mText - length, " UTC");
     }
     // Estimates pass through the double constructor, as the value would.
     static TimeText FromNs(uint64_t iNs) {

@@ -49,8 +49,11 @@ int FendrakeMutexNested::Unlock() {
     if (self != locker) {
         FENDRAKE_ASSERT_DETAIL_AT("Basic/FendrakeOS/src/FendrakeMutex/FendrakeMutexNested", 115,
                                   false, "currentThread == mCurrentLocker",
-                                  " currentThread=%lu, mCurrentLocker=%lu, mCount=%u\n", self,
-                                  locker, mCount.load(std::memory_order_relaxed));
+                                  " currentThread=%llu, mCurrentLocker=%llu, mCount=%u\n",
+                                  // One 'l' reads 32 bits, as long has on the target.
+                                  static_cast<unsigned long long>(self),
+                                  static_cast<unsigned long long>(locker),
+                                  mCount.load(std::memory_order_relaxed));
         // Not ours to release: the owner's count stays as it is.
         return -1;
     }

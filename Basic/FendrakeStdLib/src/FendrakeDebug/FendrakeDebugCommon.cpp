@@ -4,10 +4,12 @@
 // initialised and never destroyed, so static objects may log at any time.
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 
+#include "Basic/FendrakeOS/FendrakeMutex.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeOstream.h"
 #include "Basic/FendrakeStdLib/FendrakeStdio.h"
+#include "Basic/FendrakeStdLib/FendrakeTime.h"
 #include "Basic/FendrakeStdLib/src/FendrakeDebug/FendrakeDebugPrivate.h"
 
 #include <cerrno>
@@ -27,46 +29,36 @@ template <typename T> union NoDestroy {
     T mValue;
 };
 
-// ---- Joining point: the print lock of the locks layer ----
-// When Basic/FendrakeOS/FendrakeMutex.h lands, PrintLock becomes FendrakeMutexNested:
-//   CreatePrintLock   -> return new FendrakeMutexNested;
-//   DestroyPrintLock  -> delete iLock;
-//   LockPrintLock     -> iLock->Lock(); return true;
-//   TryLockPrintLock  -> return iLock->TryLock() == 0;
-//   UnlockPrintLock   -> iLock->Unlock();
-// Until then it only marks the time logging is started and locks nothing, so
-// getprintaccess returns 0 as it does before FendrakeDebugInit.
-struct PrintLockStandIn {};
-typedef PrintLockStandIn PrintLock;
+// The print lock: recursive, so a statement may run inside another one of the
+// same thread (an assertion printed while a line is being built).
+typedef FendrakeMutexNested PrintLock;
 
 PrintLock* CreatePrintLock() {
-    return new PrintLockStandIn;
+    return new FendrakeMutexNested;
 }
 void DestroyPrintLock(PrintLock* iLock) {
     delete iLock;
 }
-bool LockPrintLock(PrintLock*) {
-    return false;
+bool LockPrintLock(PrintLock* iLock) {
+    iLock->Lock();
+    return true;
 }
-bool TryLockPrintLock(PrintLock*) {
-    return false;
+bool TryLockPrintLock(PrintLock* iLock) {
+    return iLock->TryLock() == 0;
 }
-void UnlockPrintLock(PrintLock*) {}
-// ---- end of the joining point ----
+void UnlockPrintLock(PrintLock* iLock) {
+    iLock->Unlock();
+}
 
-// ---- Joining point: the process clock ----
-// When FendrakeTime lands: LogClockRunning -> FendrakeTime::isBookKeepingCreated(),
-// and LogClockNow -> FendrakeTime::getTimeNowNs(oSec, oNsec) followed by
-// FendrakeTime::getTimeNowAppStartNs(oUpSec, oUpNsec). Until then lines carry
-// no time fields, as before the clock starts.
+// Lines carry time fields once the clock keeps its books.
 bool LogClockRunning() {
-    return false;
+    return FendrakeTime::isBookKeepingCreated();
 }
 void LogClockNow(unsigned int& oSec, unsigned int& oNsec, unsigned int& oUpSec,
                  unsigned int& oUpNsec) {
-    oSec = oNsec = oUpSec = oUpNsec = 0;
+    FendrakeTime::getTimeNowNs(oSec, oNsec);
+    FendrakeTime::getTimeNowAppStartNs(oUpSec, oUpNsec);
 }
-// ---- end of the joining point ----
 
 bool sTtyColors = false;
 PrintLock* spPrintAccess = nullptr;

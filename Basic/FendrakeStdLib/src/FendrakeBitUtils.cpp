@@ -1,0 +1,101 @@
+#include "Basic/FendrakeStdLib/FendrakeBitUtils.h"
+
+namespace {
+const char* const kPath = "Basic/FendrakeStdLib/src/FendrakeBitUtils";
+
+// The iWidth (at most 8) bits of iData that lie below bit iTop; bits from 32
+// upward are zero.
+inline unsigned int Slice(unsigned int iData, unsigned int iTop, unsigned int iWidth) {
+    const unsigned int shift = iTop - iWidth;
+    const unsigned int bits = shift >= 32 ? 0 : iData >> shift;
+    return bits & ((1u << iWidth) - 1);
+}
+} // namespace
+
+unsigned int BitPositionConst::ReadUint(unsigned int bits) {
+    unsigned int result = 0;
+    for (; bits > 0; --bits) {
+        result = (result << 1) | ((*mBytePos >> (7 - mBitPos)) & 1u);
+        if (++mBitPos == 8) {
+            mBitPos = 0;
+            ++mBytePos;
+        }
+    }
+    return result;
+}
+
+unsigned int BitPositionConst::Uint2() {
+    FENDRAKE_ASSERT_AT(kPath, 37, mBitPos <= 6, "mBitPos<=6");
+    // After a returning assertion, bit by bit across the byte boundary.
+    if (mBitPos > 6)
+        return ReadUint(2);
+    const unsigned int value = (*mBytePos >> (6 - mBitPos)) & 3u;
+    mBitPos += 2;
+    if (mBitPos == 8) {
+        mBitPos = 0;
+        ++mBytePos;
+    }
+    return value;
+}
+
+unsigned int BitPositionConst::Uint4() {
+    FENDRAKE_ASSERT_AT(kPath, __LINE__, mBitPos <= 4, "mBitPos<=4");
+    if (mBitPos > 4)
+        return ReadUint(4);
+    const unsigned int value = (*mBytePos >> (4 - mBitPos)) & 15u;
+    mBitPos += 4;
+    if (mBitPos == 8) {
+        mBitPos = 0;
+        ++mBytePos;
+    }
+    return value;
+}
+
+void BitPosition::iWrite(unsigned int data, unsigned int data_bit_length, WriteMode iMode) {
+    unsigned int left = data_bit_length;
+    if (mBitPos != 0 && left >= 8 - mBitPos) {
+        const unsigned int width = 8 - mBitPos;
+        const unsigned int bits = Slice(data, left, width);
+        const unsigned int keep = iMode == eWriteOr ? 0xffu : ~((1u << width) - 1);
+        *mBytePos = static_cast<unsigned char>((*mBytePos & keep) | bits);
+        left -= width;
+        ++mBytePos;
+        mBitPos = 0;
+    }
+    for (; left >= 8; left -= 8, ++mBytePos) {
+        const unsigned int bits = Slice(data, left, 8);
+        *mBytePos = static_cast<unsigned char>(iMode == eWriteOr ? (*mBytePos | bits) : bits);
+    }
+    if (left == 0)
+        return;
+    const unsigned int below = 8 - (mBitPos + left);
+    const unsigned int bits = Slice(data, left, left) << below;
+    unsigned int keep = 0xffu;
+    if (iMode == eWriteClearAbove)
+        keep = (1u << below) - 1;
+    else if (iMode == eWriteField)
+        keep = ~(((1u << left) - 1) << below);
+    *mBytePos = static_cast<unsigned char>((*mBytePos & keep) | bits);
+    mBitPos += left;
+}
+
+void BitPosition::WriteUint(unsigned int data, unsigned int data_bit_length) {
+    // data >> 32 would be undefined: every length from 32 up takes all bits.
+    FENDRAKE_ASSERT_DETAIL_AT(
+        FENDRAKE_FILE, __LINE__, data_bit_length >= 32 || (data >> data_bit_length) == 0,
+        "data_bit_length==32 || (data&(~((1<<data_bit_length)-1))) == 0",
+        "Precondition check:The upper bits of data higher that length are not zero (data:%x "
+        "len:%d)\n",
+        data, data_bit_length);
+    iWrite(data, data_bit_length, eWriteClearAbove);
+}
+
+void BitPosition::WriteUintOr(unsigned int data, unsigned int data_bit_length) {
+    iWrite(data, data_bit_length, eWriteOr);
+}
+
+void BitPosition::WriteUintRepeated(unsigned int data, unsigned int data_bit_length,
+                                    unsigned int count) {
+    for (; count > 0; --count)
+        WriteUint(data, data_bit_length);
+}

@@ -1,0 +1,169 @@
+#include "Basic/FendrakeStdLib/FendrakeDLinkedList.h"
+
+#include "Capture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+std::vector<int> sDeleted;
+
+struct Node : FDKDLink {
+    explicit Node(int iId) : mId(iId) {}
+    ~Node() override { sDeleted.push_back(mId); }
+    int mId;
+};
+
+// Walks forward and checks every backward link on the way.
+std::vector<int> Ids(const FDKDLink& iHead) {
+    std::vector<int> ids;
+    for (const FDKDLink* link = iHead.next; link != &iHead; link = link->next) {
+        EXPECT_EQ(link, link->prev->next);
+        ids.push_back(static_cast<const Node*>(link)->mId);
+    }
+    EXPECT_EQ(&iHead, iHead.prev->next);
+    return ids;
+}
+
+struct Counting : FendrakeDLinkedListCounting {
+    using FendrakeDLinkedListCounting::mHead;
+};
+} // namespace
+
+TEST(FendrakeDLinkedListTest, InsertsPlaceLinksAndRemoveLeavesThemStale) {
+    FendrakeDLinkedListBase list;
+    EXPECT_EQ(&list.mHead, list.mHead.next);
+    EXPECT_EQ(&list.mHead, list.mHead.prev);
+    EXPECT_EQ(nullptr, list.getFirst());
+    EXPECT_TRUE(FendrakeDLinkedListBase::Iterator(&list).isEnd());
+    Node a(1), b(2), c(3), d(4);
+    list.insertLast(&c);
+    list.insertFirst(&a);
+    FendrakeDLinkedListBase::insertAfter(&b, &a);
+    FendrakeDLinkedListBase::insertBefore(&d, &a);
+    EXPECT_THAT(Ids(list.mHead), ElementsAre(4, 1, 2, 3));
+    EXPECT_EQ(&c, list.getLast());
+    EXPECT_EQ(4, list.countSize());
+    FendrakeDLinkedListBase::remove(&b);
+    EXPECT_EQ(&a, b.prev);
+    EXPECT_EQ(&c, b.next);
+    EXPECT_FALSE(list.isPresent(&b));
+    EXPECT_TRUE(list.isPresent(&c));
+    EXPECT_THAT(Ids(list.mHead), ElementsAre(4, 1, 3));
+
+    // A copy keeps no links of its own, and assignment leaves them alone.
+    FendrakeDLinkedListBase other;
+    Node copy(a);
+    other.insertLast(&copy);
+    d = a;
+    EXPECT_THAT(Ids(list.mHead), ElementsAre(1, 1, 3));
+    EXPECT_THAT(Ids(other.mHead), ElementsAre(1));
+    list.removeAll();
+    other.removeAll();
+    EXPECT_EQ(nullptr, list.getFirst());
+    EXPECT_EQ(&c, a.next);
+    sDeleted.clear();
+}
+
+TEST(FendrakeDLinkedListTest, IteratorStandsOnTheFollowerAfterDeleteOrRemove) {
+    sDeleted.clear();
+    FendrakeDLinkedListBase list;
+    Node kept(2);
+    list.insertLast(new Node(1));
+    list.insertLast(&kept);
+    list.insertLast(new Node(3));
+    list.insertLast(new Node(4));
+    std::vector<int> visited;
+    for (FendrakeDLinkedListBase::Iterator it(&list); !it.isEnd();) {
+        const int id = static_cast<Node*>(it.current())->mId;
+        visited.push_back(id);
+        if (id == 2)
+            it.Remove();
+        else if (id != 4)
+            it.Delete();
+        else
+            it.next();
+    }
+    EXPECT_THAT(visited, ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(sDeleted, ElementsAre(1, 3));
+    EXPECT_THAT(Ids(list.mHead), ElementsAre(4));
+
+    FendrakeDLinkedListBase::Iterator it(&list);
+    it.Delete();
+    EXPECT_TRUE(it.isEnd());
+    it.Delete();
+    EXPECT_EQ(&list.mHead, list.mHead.next);
+    EXPECT_THAT(sDeleted, ElementsAre(1, 3, 4));
+}
+
+TEST(FendrakeDLinkedListTest, IteratorsAssertOnANullCurrent) {
+    CaptureScope scope;
+    FendrakeDLinkedListBase list;
+    FendrakeDLinkedListBase::Iterator it(&list);
+    it.mpCurrent = nullptr;
+    EXPECT_THROW(it.next(), AssertionFired);
+    EXPECT_THROW(it.Delete(), AssertionFired);
+    EXPECT_THROW(it.Remove(), AssertionFired);
+    EXPECT_THAT(LastLogLine(),
+                HasSubstr("FendrakeStdLib/FendrakeDLinkedList:73 Assertion `mpCurrent' failed"));
+    FendrakeDLinkedListBase::ConstIterator cit(&list);
+    cit.mpCurrent = nullptr;
+    EXPECT_THROW(cit.next(), AssertionFired);
+    EXPECT_THAT(LastLogLine(),
+                HasSubstr("FendrakeStdLib/FendrakeDLinkedList:90 Assertion `mpCurrent' failed"));
+    EXPECT_EQ(4, AssertionCount());
+}
+
+TEST(FendrakeDLinkedListTest, DeleteAllDeletesInOrderAndEndsEmpty) {
+    sDeleted.clear();
+    {
+        FendrakeDLinkedListT<Node*> list;
+        list.deleteAll();
+        EXPECT_TRUE(sDeleted.empty());
+        for (int i = 1; i <= 3; ++i)
+            list.insertLast(new Node(i));
+        std::vector<int> ids;
+        for (FendrakeDLinkedListT<Node*>::Iterator it(&list); !it.isEnd(); it.next())
+            ids.push_back(it.current()->mId);
+        EXPECT_THAT(ids, ElementsAre(1, 2, 3));
+        EXPECT_EQ(2, list.getNext(list.getFirst())->mId);
+        EXPECT_EQ(nullptr, list.getPrev(list.getFirst()));
+        list.deleteAll();
+        EXPECT_THAT(sDeleted, ElementsAre(1, 2, 3));
+        EXPECT_TRUE(list.isEmpty());
+        list.insertLast(new Node(4));
+    }
+    EXPECT_THAT(sDeleted, ElementsAre(1, 2, 3, 4));
+}
+
+TEST(FendrakeDLinkedListTest, CountingListCountFollowsEveryOperation) {
+    sDeleted.clear();
+    Counting list;
+    Node* a = new Node(1);
+    Node* c = new Node(3);
+    Node* d = new Node(4);
+    list.insertLast(new Node(2));
+    list.insertFirst(a);
+    list.insertAfter(c, list.getLast());
+    list.insertBefore(d, c);
+    EXPECT_THAT(Ids(list.mHead), ElementsAre(1, 2, 4, 3));
+    EXPECT_EQ(4, list.mCount);
+    EXPECT_EQ(a, list.removeFirst());
+    list.remove(c);
+    FendrakeDLinkedListCounting::Iterator it(&list);
+    it.Delete();
+    it.Remove();
+    EXPECT_EQ(0, list.size());
+    EXPECT_TRUE(it.isEnd());
+    list.insertLast(a);
+    list.insertLast(c);
+    list.deleteAll();
+    EXPECT_EQ(0, list.mCount);
+    delete d;
+    EXPECT_THAT(sDeleted, ElementsAre(2, 1, 3, 4));
+}
