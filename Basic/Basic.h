@@ -9,6 +9,7 @@
 #include "Basic/FendrakeOS/FendrakeReadWriteLock.h"
 #include "Basic/FendrakeOS/FendrakeSemaphore.h"
 #include "Basic/FendrakeOS/FendrakeThread.h"
+#include "Basic/FendrakeOS/FendrakeThreadMonitor.h"
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeAssociationObject.h"
 #include "Basic/FendrakeStdLib/FendrakeBitUtils.h"

@@ -18,7 +18,6 @@ bool sStopped = false;
 
 // Joining points: each stands where its layer's call belongs and becomes
 // that call when the layer lands.
-void StartSupervision() {}                              // FendrakeOSStart()
 void ReadConfigurationFile(const char*, const char*) {} // key file and its groups
 void FinalizePaths() {}                                 // FendrakePathConfigFinalize()
 void TermPaths() {}                                     // FendrakePathConfigTerm()
@@ -57,7 +56,7 @@ void BasicInit(FendrakeOptArguments* ioArgs) {
     FendrakeTime::initialize();
     FendrakeOSInit(ioArgs);
     FendrakeDebugInit(ioArgs);
-    StartSupervision();
+    FendrakeOSStart();
     FendrakeStringShared::CreateSystem();
     ApplyObjectMonitorEnvironment();
     const char* programName = ioArgs->GetProgramName();

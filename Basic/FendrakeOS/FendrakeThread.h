@@ -53,6 +53,10 @@ public:
     // privilege is stored all the same and reads back as what the OS gives.
     void SetPriority(FendrakeThreadPriority iPriority);
     FendrakeThreadPriority GetPriority();
+    // Starts or renews this thread's response ping: supervision reports the
+    // thread as late unless the ping is renewed within iMilliseconds. 0 ends it.
+    void SetResponsePingTimeOut(unsigned int iMilliseconds);
+    void DisableResponsePing() { SetResponsePingTimeOut(0); }
 
     const char* GetName() const { return mName; }
     // Linux thread id; 0 until the thread has started.
@@ -146,9 +150,22 @@ struct PidMap {
     FendrakeThread* mThread;
     unsigned int mPid;
 };
-// Both exist while the thread system is up; the vector is guarded by the mutex.
-extern FendrakeVector<PidMap> sPidMap;
+// One watched thread, from its first response ping until the ping ends.
+struct ResponseTimeOut {
+    FendrakeThread* mThread;
+    unsigned int mDeadline; // clock ticks
+    bool mReported;         // the lateness has been logged
+};
+// The mutex exists while the thread system is up and guards both vectors.
+// The vectors are never destroyed: threads may still come and go while the
+// process exits.
+extern FendrakeVector<PidMap>& sPidMap;
+extern FendrakeVector<ResponseTimeOut>& sResponseTimeOut;
 extern FendrakeMutex* sPidMapMutex;
+
+// Starts, renews (clearing mReported) or, with 0, ends iThread's ping. Does
+// nothing while the thread system is down.
+void SetRemoveResponseTimeOut(FendrakeThread* iThread, unsigned int iMilliseconds);
 
 extern "C" {
 // The calling thread's name, or "**Unknown thread**"; never null.
@@ -158,6 +175,10 @@ const char* FendrakeThreadThisName(void);
 int FendrakeThreadThisPriority(void);
 // The object of a Linux thread id, or null.
 FendrakeThread* FendrakeThread_GetFromPid(unsigned int iPid);
+// Logs each watched thread that has newly passed its deadline. 0: no thread
+// is late; 1: a thread was newly found late; 2: only known late threads.
+// Takes sPidMapMutex, and print access inside it.
+int FendrakeThread_CheckResponseTimeOut(void);
 }
 
 #endif

@@ -89,7 +89,20 @@ TEST_F(FendrakeDirIteratorTest, FailedOpenGivesAnEmptyIteratorAndSaysWhy) {
     EXPECT_EQ(nullptr, byFd.mCurrent);
     EXPECT_THAT(CapturedOutput(), HasSubstr("opendir failed iFd=-1, errno=9\n"));
 
+    // A descriptor handed over is closed even when it is no directory.
+    Create("plain");
+    const int plainFd = open((mDir + "/plain").c_str(), O_RDONLY);
+    ASSERT_GE(plainFd, 0);
+    {
+        FendrakeDirIterator byPlainFd(plainFd);
+        EXPECT_EQ(nullptr, byPlainFd.mCurrent);
+        EXPECT_THAT(CapturedOutput(),
+                    HasSubstr("opendir failed iFd=" + std::to_string(plainFd) + ", errno=20\n"));
+    }
+    EXPECT_EQ(-1, fcntl(plainFd, F_GETFD));
+
     FendrakeDirIterator byDirFd(AT_FDCWD, missing.c_str());
     EXPECT_EQ(nullptr, byDirFd.mCurrent);
-    EXPECT_THAT(CapturedOutput(), HasSubstr("openat failed iFdDir:iDirName=-100:" + missing));
+    EXPECT_THAT(CapturedOutput(),
+                HasSubstr("openat failed iFdDir:iDirName=-100:" + missing + ", errno=2\n"));
 }

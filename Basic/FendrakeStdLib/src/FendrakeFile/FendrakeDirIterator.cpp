@@ -17,20 +17,27 @@ FendrakeDirIterator::FendrakeDirIterator(const char* iPath) : mDir(opendir(iPath
 }
 
 FendrakeDirIterator::FendrakeDirIterator(int iFd) : mDir(fdopendir(iFd)) {
-    if (!mDir)
-        FENDRAKE_LOG(1, "opendir failed iFd=%d, errno=%d\n", iFd, errno);
+    if (!mDir) {
+        const int error = errno;
+        // The descriptor was handed over: it goes even without a stream to close it.
+        if (iFd >= 0)
+            close(iFd);
+        FENDRAKE_LOG(1, "opendir failed iFd=%d, errno=%d\n", iFd, error);
+    }
     iSetUp();
 }
 
 FendrakeDirIterator::FendrakeDirIterator(int iDirFd, const char* iPath) : mDir(nullptr) {
     const int fd = openat(iDirFd, iPath, O_RDONLY | O_NOATIME | O_CLOEXEC);
+    int error = errno;
     if (fd >= 0) {
         mDir = fdopendir(fd);
+        error = errno;
         if (!mDir)
             close(fd);
     }
     if (!mDir)
-        FENDRAKE_LOG(1, "openat failed iFdDir:iDirName=%d:%s, errno=%d\n", iDirFd, iPath, errno);
+        FENDRAKE_LOG(1, "openat failed iFdDir:iDirName=%d:%s, errno=%d\n", iDirFd, iPath, error);
     iSetUp();
 }
 
@@ -53,11 +60,12 @@ void FendrakeDirIterator::iSetUp() {
     if (size < sizeof(struct dirent64))
         size = sizeof(struct dirent64);
     mEntry = static_cast<struct dirent64*>(malloc(size));
-    Next();
+    if (mEntry)
+        Next();
 }
 
 void FendrakeDirIterator::Next() {
-    if (!mDir) {
+    if (!mDir || !mEntry) {
         mCurrent = nullptr;
         return;
     }

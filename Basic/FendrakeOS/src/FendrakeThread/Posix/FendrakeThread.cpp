@@ -149,6 +149,9 @@ void FendrakeThread::iAbandon() {
 FendrakeThread::~FendrakeThread() {
     if (!mForeign)
         WaitForTermination();
+    // A foreign thread has no wrapper to end its ping, and an owner may renew
+    // one from outside after Body: the entry must not outlive the object.
+    SetRemoveResponseTimeOut(this, 0);
     // A thread that never came to life was never entered in the map.
     if (mForeign || GetTid() != 0)
         RemovePidMap(this);
@@ -193,8 +196,8 @@ void* FendrakeThread::ThreadFunctionWrapper(void* iThread) {
     }
     if (!abandoned) {
         self->Body(argument);
-        // Joins SetRemoveResponseTimeOut(self, 0) when supervision lands:
-        // no response ping may outlive the thread's object.
+        // No response ping may outlive the thread's object.
+        SetRemoveResponseTimeOut(self, 0);
     }
 
     const int retval = SetThisObject(nullptr);
