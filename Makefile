@@ -46,7 +46,7 @@ bench: bootstrap
 fuzz: bootstrap
 	@sh scripts/bootstrap fuzz
 	cmake -S . -B $(BUILD_DIR)-fuzz -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-		-DCMAKE_BUILD_TYPE=RelWithDebInfo -DBASIC_FUZZ=ON -DBASIC_TESTS=OFF \
+		-DCMAKE_BUILD_TYPE=RelWithDebInfo -DBASIC_FUZZ=ON -DBASIC_TESTS=OFF -DBASIC_WERROR=$(WERROR) \
 		-DBASIC_EXAMPLES=OFF $(CMAKE_ARGS) >/dev/null
 	cmake --build $(BUILD_DIR)-fuzz -j $(JOBS)
 	@for target in $(FUZZ_TARGETS); do \
