@@ -113,7 +113,7 @@ private:
 
     int32_t mSeconds;
     uint32_t mNanoSeconds;
-    struct tm mTm;
+    [[maybe_unused]] struct tm mTm; // filled by the calendar conversions
     char mPrintBuffer[64];
 };
 

@@ -19,21 +19,7 @@ using testing::MatchesRegex;
 using testing::StartsWith;
 
 namespace {
-// Lines with context carry the calling thread; these tests run on a thread
-// the library does not know, at the default scheduling priority.
-const std::string kThread = "**Unknown thread**.0 ";
 const char* const kPath = "Basic/FendrakeOS/src/FendrakeMutex/FendrakeMutexCommon";
-
-class LevelScope {
-public:
-    explicit LevelScope(unsigned iLevel) : mSaved(fendrake_debug_output_level_get()) {
-        fendrake_debug_output_level_set(iLevel);
-    }
-    ~LevelScope() { fendrake_debug_output_level_set(mSaved); }
-
-private:
-    unsigned mSaved;
-};
 
 std::string Pointer(const void* iPointer) {
     char text[32];
@@ -109,11 +95,12 @@ TEST(FendrakeAssertTest, CheckPointPrintsAndGoesOn) {
     fendrake_attention_detail("Basic/e", 72, "fd>=0", ", errno=%d\n", 9);
     EXPECT_THAT(
         CapturedLines(),
-        ElementsAre("Basic/e:71 Attention `res>=0' failed (calling task: **Unknown thread**).\n",
-                    kThread + "Basic/e:71(L1) debuglevel=2, layer=, module=, submodule=\n",
-                    "Basic/e:72 Attention `fd>=0' failed (calling task: **Unknown thread**).\n",
-                    ", errno=9\n",
-                    kThread + "Basic/e:72(L1) debuglevel=2, layer=, module=, submodule=\n"));
+        ElementsAre(
+            "Basic/e:71 Attention `res>=0' failed (calling task: **Unknown thread**).\n",
+            kUnknownThreadPrefix + "Basic/e:71(L1) debuglevel=2, layer=, module=, submodule=\n",
+            "Basic/e:72 Attention `fd>=0' failed (calling task: **Unknown thread**).\n",
+            ", errno=9\n",
+            kUnknownThreadPrefix + "Basic/e:72(L1) debuglevel=2, layer=, module=, submodule=\n"));
     const std::vector<CheckPoint> points = CapturedCheckPoints();
     ASSERT_EQ(2u, points.size());
     EXPECT_EQ("Basic/e", points[0].mFile);
@@ -125,9 +112,9 @@ TEST(FendrakeAssertTest, CheckPointPrintsAndGoesOn) {
     ClearCaptured();
     LevelScope level(1);
     FENDRAKE_CHECK_AT("Basic/e", 73, false, "x");
-    EXPECT_THAT(
-        CapturedLines(),
-        ElementsAre(kThread + "Basic/e:73(L1) debuglevel=2, layer=, module=, submodule=\n"));
+    EXPECT_THAT(CapturedLines(),
+                ElementsAre(kUnknownThreadPrefix +
+                            "Basic/e:73(L1) debuglevel=2, layer=, module=, submodule=\n"));
 }
 
 TEST(FendrakeAssertTest, MemoryDumpSixteenBytesToALine) {

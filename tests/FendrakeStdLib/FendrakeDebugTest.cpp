@@ -22,9 +22,6 @@ using testing::HasSubstr;
 
 namespace {
 const char* const kPath = "Basic/FendrakeOS/x";
-// Lines with context carry the calling thread; these tests run on a thread
-// the library does not know, at the default scheduling priority.
-const std::string kThread = "**Unknown thread**.0 ";
 
 // Colours are decided by FendrakeDebugInit; each case leaves them off again.
 void StartLogging(const char* iColours) {
@@ -39,17 +36,6 @@ void ColoursOff() {
     FendrakeDebugTerm();
     unsetenv("FENDRAKE_TTY_COLORS");
 }
-
-class LevelScope {
-public:
-    explicit LevelScope(unsigned iLevel) : mSaved(fendrake_debug_output_level_get()) {
-        fendrake_debug_output_level_set(iLevel);
-    }
-    ~LevelScope() { fendrake_debug_output_level_set(mSaved); }
-
-private:
-    unsigned mSaved;
-};
 
 std::string TimeFields(FendrakeLogTimeState& ioState, unsigned iSec, unsigned iUpSec,
                        unsigned iUpNsec) {
@@ -67,8 +53,9 @@ TEST(FendrakeDebugTest, LineHasPathLineAndLevelWithoutColour) {
     fendrake_log_at("/home/build/Source/Basic/y", 3, 2, "short\n");
     FENDRAKE_LOG_STREAM_AT("Basic/z", 7, 1) << "v=" << 5 << "\n";
     EXPECT_THAT(CapturedLines(),
-                ElementsAre(kThread + "Basic/FendrakeOS/x:12(L1)Hello world\n",
-                            kThread + "Basic/y:3(L2)short\n", kThread + "Basic/z:7(L1)v=5\n"));
+                ElementsAre(kUnknownThreadPrefix + "Basic/FendrakeOS/x:12(L1)Hello world\n",
+                            kUnknownThreadPrefix + "Basic/y:3(L2)short\n",
+                            kUnknownThreadPrefix + "Basic/z:7(L1)v=5\n"));
 }
 
 TEST(FendrakeDebugTest, OutputLevelDecidesWhatPrints) {
@@ -90,7 +77,8 @@ TEST(FendrakeDebugTest, LinesCollectUntilTheirNewline) {
     FENDRAKE_LOG_AT("Basic/second", 2, 1, "y\n");
     // Text behind a newline goes out with it.
     FENDRAKE_LOG_BARE(1, "c\nd");
-    EXPECT_THAT(CapturedLines(), ElementsAre("ab\n", kThread + "Basic/second:2(L1)xy\n", "c\nd"));
+    EXPECT_THAT(CapturedLines(),
+                ElementsAre("ab\n", kUnknownThreadPrefix + "Basic/second:2(L1)xy\n", "c\nd"));
 }
 
 TEST(FendrakeDebugTest, LongLinesLeaveInPiecesOf1023) {
@@ -101,10 +89,11 @@ TEST(FendrakeDebugTest, LongLinesLeaveInPiecesOf1023) {
     FENDRAKE_LOG_BARE(1, "\n");
     const std::string longer(1030, 'y');
     FENDRAKE_LOG_AT(kPath, 6, 1, "%s\n", longer.c_str());
-    EXPECT_THAT(CapturedLines(),
-                ElementsAre(kThread + "Basic/FendrakeOS/x:5(L1)" + exact, "\n",
-                            kThread + "Basic/FendrakeOS/x:6(L1)" + longer.substr(0, 1023),
-                            longer.substr(1023) + "\n"));
+    EXPECT_THAT(
+        CapturedLines(),
+        ElementsAre(kUnknownThreadPrefix + "Basic/FendrakeOS/x:5(L1)" + exact, "\n",
+                    kUnknownThreadPrefix + "Basic/FendrakeOS/x:6(L1)" + longer.substr(0, 1023),
+                    longer.substr(1023) + "\n"));
 }
 
 TEST(FendrakeDebugTest, TagsStandBehindTheContext) {
@@ -113,9 +102,9 @@ TEST(FendrakeDebugTest, TagsStandBehindTheContext) {
     fendrake_print_with_level(1, "T1", nullptr, "T3", "text\n");
     // Without a context line the tags land behind the terminator of the restarted prefix.
     fendrake_print_with_level(1, "T1", "", "", "bare\n");
-    EXPECT_THAT(
-        CapturedLines(),
-        ElementsAre(kThread + "Basic/FendrakeOS/x:9(L1)<T1><(null)><T3>: text\n", "bare\n"));
+    EXPECT_THAT(CapturedLines(), ElementsAre(kUnknownThreadPrefix +
+                                                 "Basic/FendrakeOS/x:9(L1)<T1><(null)><T3>: text\n",
+                                             "bare\n"));
 }
 
 TEST(FendrakeDebugTest, OverlongContextIsCut) {
@@ -140,15 +129,15 @@ TEST(FendrakeDebugTest, ColourEscapesFramePrefixAndText) {
         CaptureScope scope;
         fendrake_log_colour_at(kPath, 5, 1, 31, "red\n");
         FENDRAKE_LOG_BARE(1, "x\n");
-        EXPECT_THAT(
-            CapturedLines(),
-            ElementsAre("\x1b[31m" + kThread + "Basic/FendrakeOS/x:5(L1)red\n", "\x1b[0mx\n"));
+        EXPECT_THAT(CapturedLines(),
+                    ElementsAre("\x1b[31m" + kUnknownThreadPrefix + "Basic/FendrakeOS/x:5(L1)red\n",
+                                "\x1b[0mx\n"));
     }
     FendrakeDebugTerm();
     ColoursOff();
     CaptureScope scope;
     FENDRAKE_LOG_AT(kPath, 5, 1, "plain\n");
-    EXPECT_EQ(kThread + "Basic/FendrakeOS/x:5(L1)plain\n", LastLogLine());
+    EXPECT_EQ(kUnknownThreadPrefix + "Basic/FendrakeOS/x:5(L1)plain\n", LastLogLine());
 }
 
 TEST(FendrakeDebugTest, EnvironmentDecidesColoursBeforeTheTerminal) {

@@ -105,3 +105,13 @@ CaptureScope::~CaptureScope() {
     std::lock_guard<std::mutex> lock(TheRecord().mMutex);
     TheRecord().mEcho = true;
 }
+
+LevelScope::LevelScope(unsigned iLevel) : mSaved(fendrake_debug_output_level_get()) {
+    fendrake_debug_output_level_set(iLevel);
+}
+
+LevelScope::~LevelScope() {
+    fendrake_debug_output_level_set(mSaved);
+}
+
+const std::string kUnknownThreadPrefix = "**Unknown thread**.0 ";

@@ -34,4 +34,18 @@ public:
     ~CaptureScope();
 };
 
+// Sets the output level for its lifetime.
+class LevelScope {
+public:
+    explicit LevelScope(unsigned iLevel);
+    ~LevelScope();
+
+private:
+    unsigned mSaved;
+};
+
+// The thread part of a context line written by a thread the library does not
+// know, at the default scheduling priority.
+extern const std::string kUnknownThreadPrefix;
+
 #endif
