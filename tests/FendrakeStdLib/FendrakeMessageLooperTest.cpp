@@ -335,14 +335,15 @@ TEST_F(FendrakeMessageLooperTest, DelayBeyondHalfTheClockRangeWarnsAndWraps) {
     };
     FendrakeMessageLooper looper("halfrange", 10);
     Handler* handler = new Recorder(&looper, &mJournal, "h");
-    const unsigned saved = fendrake_debug_output_level;
     for (const Row& row : kRows) {
         SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
         CaptureScope capture;
-        fendrake_debug_output_level = row.mLevel;
-        const unsigned int before = FendrakeThread::GetClockNow();
-        const unsigned int deadline = handler->TimedMsg(new Msg(&mJournal, 1), row.mDelay);
-        fendrake_debug_output_level = saved;
+        unsigned int before, deadline;
+        {
+            LevelScope level(row.mLevel);
+            before = FendrakeThread::GetClockNow();
+            deadline = handler->TimedMsg(new Msg(&mJournal, 1), row.mDelay);
+        }
         EXPECT_LE(deadline - before - row.mDelay * 1000u, 1000000u);
         if (row.mWarns)
             EXPECT_THAT(
