@@ -107,9 +107,10 @@ private:
     std::thread mThread;
 };
 
+// The queue holds 1024 messages, or all of them like GLib's unbounded queues.
 void BM_Throughput_FendrakeMessageLooper(benchmark::State& state) {
     FendrakeSemaphore done(0);
-    FendrakeMessageLooper looper("bench", 10, 1024);
+    FendrakeMessageLooper looper("bench", 10, static_cast<int>(state.range(0)));
     Counter* counter = new Counter(&looper, &done);
     looper.Start();
     for (auto _ : state) {
@@ -325,7 +326,11 @@ void BM_Timed10000_GTimeoutAdd(benchmark::State& state) {
 }
 } // namespace
 
-BENCHMARK(BM_Throughput_FendrakeMessageLooper)->UseRealTime();
+BENCHMARK(BM_Throughput_FendrakeMessageLooper)
+    ->ArgName("capacity")
+    ->Arg(1024)
+    ->Arg(kMessages)
+    ->UseRealTime();
 BENCHMARK(BM_Throughput_GAsyncQueue)->UseRealTime();
 BENCHMARK(BM_Throughput_GMainContextInvoke)->UseRealTime();
 BENCHMARK(BM_RoundTrip_FendrakeMessageLooper)->UseRealTime();
