@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <future>
 #include <thread>
 
@@ -27,6 +26,18 @@ template <typename Lock> int StrangerTakes(Lock& ioLock, unsigned iTimeoutMs) {
                           return result;
                       })
         .get();
+}
+
+template <typename Lock> void ExpectCopiesAssertAt(int iAssignLine, int iCopyLine) {
+    const std::string place = "Basic/FendrakeOS/src/FendrakeMutex/FendrakeMutexCommon:";
+    Lock original;
+    CaptureScope capture;
+    EXPECT_THROW(Lock() = original, AssertionFired);
+    EXPECT_THAT(LastLogLine(),
+                HasSubstr(place + std::to_string(iAssignLine) + " Assertion `0' failed"));
+    EXPECT_THROW(Lock copy(original), AssertionFired);
+    EXPECT_THAT(LastLogLine(),
+                HasSubstr(place + std::to_string(iCopyLine) + " Assertion `0' failed"));
 }
 } // namespace
 
@@ -51,11 +62,19 @@ TEST(FendrakeMutexTest, TimedLockPollsUntilReleasedOrOutOfTries) {
     EXPECT_EQ(0, waiter.get());
 }
 
+TEST(FendrakeMutexTest, CopyAndAssignmentAssertAtTheirOwnLines) {
+    ExpectCopiesAssertAt<FendrakeMutex>(31, 36);
+    ExpectCopiesAssertAt<FendrakeMutexNested>(41, 46);
+}
+
+// A condition wait gives the lock away and must hand back owner and count.
 TEST(FendrakeMutexNestedTest, HeldUntilTheLastUnlockOfItsOwner) {
     FendrakeMutexNested mutex;
+    FendrakeCondition condition;
     ASSERT_EQ(0, mutex.Lock());
     ASSERT_EQ(0, mutex.TryLock());
     ASSERT_EQ(0, mutex.Lock(0));
+    EXPECT_FALSE(condition.Wait(mutex, 1));
     for (int held = 2; held >= 0; --held) {
         EXPECT_EQ(-1, StrangerTakes(mutex, 0));
         EXPECT_EQ(held, mutex.Unlock());
@@ -78,49 +97,6 @@ TEST(FendrakeMutexNestedTest, UnlockByStrangerAssertsWithAllNumbersAndKeepsTheCo
                                                ", mCount=2\n"));
     EXPECT_EQ(1, mutex.Unlock());
     EXPECT_EQ(0, mutex.Unlock());
-}
-
-TEST(FendrakeMutexNestedTest, ConditionWaitKeepsOwnerAndCount) {
-    FendrakeMutexNested mutex;
-    FendrakeCondition condition;
-    mutex.Lock();
-    mutex.Lock();
-    EXPECT_FALSE(condition.Wait(mutex, 1));
-    EXPECT_EQ(1, mutex.Unlock());
-    EXPECT_EQ(0, mutex.Unlock());
-}
-
-TEST(FendrakeMutexTest, CopyAndAssignmentAssertAtTheirOwnLines) {
-    struct Row {
-        int mLine;
-        std::function<void()> mAction;
-        const char* mPlace;
-    };
-    FendrakeMutex plain;
-    FendrakeMutexNested nested;
-    const Row rows[] = {
-        {__LINE__,
-         [&] {
-             FendrakeMutex other;
-             other = plain;
-         },
-         "FendrakeMutexCommon:31 "},
-        {__LINE__, [&] { FendrakeMutex copy(plain); }, "FendrakeMutexCommon:36 "},
-        {__LINE__,
-         [&] {
-             FendrakeMutexNested other;
-             other = nested;
-         },
-         "FendrakeMutexCommon:41 "},
-        {__LINE__, [&] { FendrakeMutexNested copy(nested); }, "FendrakeMutexCommon:46 "},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
-        CaptureScope capture;
-        EXPECT_THROW(row.mAction(), AssertionFired);
-        EXPECT_THAT(LastLogLine(), HasSubstr(std::string("Basic/FendrakeOS/src/FendrakeMutex/") +
-                                             row.mPlace + "Assertion `0' failed"));
-    }
 }
 
 TEST(FendrakeReadWriteLockTest, WriterGetsInOnlyAfterEveryReaderLeft) {

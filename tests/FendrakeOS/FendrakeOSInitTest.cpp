@@ -1,11 +1,9 @@
 #include "Basic/FendrakeOS/FendrakeOSInit.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <csignal>
@@ -14,7 +12,6 @@
 #include <fcntl.h>
 #include <fstream>
 #include <functional>
-#include <map>
 #include <sstream>
 #include <string>
 #include <sys/prctl.h>
@@ -26,11 +23,9 @@
 
 // Each mode runs end to end: the test starts daemon_helper, which goes through
 // BasicInit and reports what it sees of itself in a file. The test process is
-// a subreaper, so a daemon that loses its parent becomes its child; whatever
-// is left of either is killed and reaped in TearDown.
+// a subreaper, so whatever the helper leaves behind becomes its child, and
+// TearDown kills and reaps every child, whether the test passed or not.
 namespace {
-const auto kPatience = std::chrono::seconds(60);
-
 std::string ReadFile(const std::string& iPath) {
     std::ifstream file(iPath);
     return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
@@ -39,13 +34,9 @@ std::string ReadFile(const std::string& iPath) {
 // Fields of /proc/<pid>/stat behind the name: state, parent, group, session, terminal.
 std::vector<std::string> StatFields(const std::string& iPid) {
     const std::string text = ReadFile("/proc/" + iPid + "/stat");
-    const size_t close = text.rfind(')');
     std::vector<std::string> fields;
-    if (close == std::string::npos)
-        return fields;
-    std::istringstream words(text.substr(close + 1));
-    std::string word;
-    while (fields.size() < 5 && words >> word)
+    std::istringstream words(text.substr(std::min(text.size(), text.rfind(')') + 1)));
+    for (std::string word; fields.size() < 5 && words >> word;)
         fields.push_back(word);
     return fields;
 }
@@ -59,13 +50,44 @@ std::string Link(const std::string& iPath) {
 // The value of one line of /proc/<pid>/status, such as "Umask:".
 std::string StatusValue(const std::string& iPid, const std::string& iKey) {
     std::istringstream status(ReadFile("/proc/" + iPid + "/status"));
-    std::string key, value;
-    while (status >> key >> value) {
+    for (std::string key, value; status >> key >> value; status.ignore(4096, '\n')) {
         if (key == iKey)
             return value;
-        status.ignore(4096, '\n');
     }
     return "";
+}
+
+bool Eventually(const std::function<bool()>& iCondition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!iCondition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+// Reaps iPid if it ends within the patience; true if it exited with 0.
+bool ExitsWithZero(pid_t iPid) {
+    int status = -1;
+    return Eventually([&] { return waitpid(iPid, &status, WNOHANG) != 0; }) && WIFEXITED(status) &&
+           WEXITSTATUS(status) == 0;
+}
+
+// Our children, the adopted ones included.
+std::vector<pid_t> Children() {
+    std::vector<pid_t> children;
+    DIR* proc = opendir("/proc");
+    while (dirent* entry = proc ? readdir(proc) : nullptr) {
+        if (!isdigit(static_cast<unsigned char>(entry->d_name[0])))
+            continue;
+        const std::vector<std::string> fields = StatFields(entry->d_name);
+        if (fields.size() > 1 && fields[1] == std::to_string(getpid()))
+            children.push_back(static_cast<pid_t>(atoi(entry->d_name)));
+    }
+    if (proc)
+        closedir(proc);
+    return children;
 }
 
 class FendrakeOSInitTest : public testing::Test {
@@ -80,43 +102,25 @@ protected:
         std::ofstream(mDir + "/in") << "";
     }
 
+    // A killed parent hands its own children on to us: until none is left.
     void TearDown() override {
-        for (pid_t pid : mLive)
-            kill(pid, SIGKILL);
-        while (!mLive.empty())
-            ExitsWithZero(mLive.front());
-        for (pid_t pid : OrphansOfOurs()) {
-            kill(pid, SIGKILL);
-            waitpid(pid, nullptr, 0);
+        for (std::vector<pid_t> children; !(children = Children()).empty();) {
+            for (pid_t pid : children) {
+                kill(pid, SIGKILL);
+                waitpid(pid, nullptr, 0);
+            }
         }
         for (const char* name : {"in", "out", "err", "report", "report.tmp", "sigterm"})
             unlink((mDir + "/" + name).c_str());
         rmdir(mDir.c_str());
     }
 
-    // Children we never learned of: a daemon whose parent died before it reported.
-    static std::vector<pid_t> OrphansOfOurs() {
-        std::vector<pid_t> orphans;
-        DIR* proc = opendir("/proc");
-        while (dirent* entry = proc ? readdir(proc) : nullptr) {
-            if (!isdigit(static_cast<unsigned char>(entry->d_name[0])))
-                continue;
-            const std::vector<std::string> fields = StatFields(entry->d_name);
-            if (fields.size() > 1 && fields[1] == std::to_string(getpid()))
-                orphans.push_back(static_cast<pid_t>(atoi(entry->d_name)));
-        }
-        if (proc)
-            closedir(proc);
-        return orphans;
-    }
-
     // Starts the helper in mDir with umask 027, input from "in", output to
     // "out" and "err".
-    pid_t Launch(const std::vector<std::string>& iArgs) {
-        std::vector<std::string> words{DAEMON_HELPER};
-        words.insert(words.end(), iArgs.begin(), iArgs.end());
+    pid_t Launch(std::vector<std::string> iWords) {
+        iWords.insert(iWords.begin(), DAEMON_HELPER);
         std::vector<char*> argv;
-        for (std::string& word : words)
+        for (std::string& word : iWords)
             argv.push_back(&word[0]);
         argv.push_back(nullptr);
         const std::string in = mDir + "/in", out = mDir + "/out", err = mDir + "/err";
@@ -133,55 +137,23 @@ protected:
             execv(argv[0], argv.data());
             _exit(127);
         }
-        if (pid > 0)
-            mLive.push_back(pid);
         return pid;
     }
 
-    // Reaps iPid within the patience, killing it if it is still there then.
-    // True if it exited with 0.
-    bool ExitsWithZero(pid_t iPid) {
-        mLive.erase(std::remove(mLive.begin(), mLive.end(), iPid), mLive.end());
-        int status = -1;
-        const bool ended = Eventually([&] { return waitpid(iPid, &status, WNOHANG) != 0; });
-        if (!ended) {
-            kill(iPid, SIGKILL);
-            waitpid(iPid, &status, 0);
+    // The pid and the arguments reported by the process that went on; pid 0 if none came.
+    pid_t TakeReport(std::string& oArgs) {
+        const std::string path = mDir + "/report";
+        pid_t pid = 0;
+        if (Eventually([&] { return access(path.c_str(), F_OK) == 0; })) {
+            std::ifstream report(path);
+            report >> pid;
+            std::getline(report >> std::ws, oArgs);
         }
-        return ended && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-
-    bool Eventually(const std::function<bool()>& iCondition) {
-        const auto end = std::chrono::steady_clock::now() + kPatience;
-        while (!iCondition()) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        return true;
-    }
-
-    // The report of the process that went on; the daemon's pid is kept for
-    // TearDown until it is reaped.
-    std::map<std::string, std::string> TakeReport() {
-        std::map<std::string, std::string> report;
-        if (!Eventually([&] { return access((mDir + "/report").c_str(), F_OK) == 0; }))
-            return report;
-        std::istringstream lines(ReadFile(mDir + "/report"));
-        std::string line;
-        while (std::getline(lines, line)) {
-            const size_t equals = line.find('=');
-            report[line.substr(0, equals)] = line.substr(equals + 1);
-        }
-        unlink((mDir + "/report").c_str());
-        const pid_t pid = static_cast<pid_t>(atoi(report["pid"].c_str()));
-        if (pid > 0 && std::find(mLive.begin(), mLive.end(), pid) == mLive.end())
-            mLive.push_back(pid);
-        return report;
+        unlink(path.c_str());
+        return pid;
     }
 
     std::string mDir;
-    std::vector<pid_t> mLive; // started or reported, not yet reaped
 };
 } // namespace
 
@@ -215,10 +187,11 @@ TEST_F(FendrakeOSInitTest, EachModeRunsInTheProcessAndPlaceItPromises) {
         if (row.mKind == eDetached) {
             EXPECT_TRUE(ExitsWithZero(launched));
         }
-        std::map<std::string, std::string> report = TakeReport();
-        ASSERT_NE("", report["pid"]);
-        const std::string pid = report["pid"];
-        const pid_t process = static_cast<pid_t>(atoi(pid.c_str()));
+        std::string reportedArgs;
+        const pid_t process = TakeReport(reportedArgs);
+        ASSERT_GT(process, 0);
+        EXPECT_EQ(mDir + " wait", reportedArgs);
+        const std::string pid = std::to_string(process);
         const bool forked = row.mKind != eForeground, detached = row.mKind == eDetached;
         EXPECT_EQ(forked, process != launched);
         const std::vector<std::string> stat = StatFields(pid);
@@ -230,11 +203,12 @@ TEST_F(FendrakeOSInitTest, EachModeRunsInTheProcessAndPlaceItPromises) {
         for (int fd = 0; fd < 3; ++fd)
             EXPECT_EQ(detached ? "/dev/null" : kept[fd],
                       Link("/proc/" + pid + "/fd/" + std::to_string(fd)));
-        EXPECT_EQ(mDir + " wait", report["args"]);
 
-        if (row.mKind == eSupervising) {
-            int status;
-            EXPECT_EQ(0, waitpid(launched, &status, WNOHANG));
+        if (row.mKind != eSupervising) {
+            kill(process, SIGTERM);
+            EXPECT_TRUE(ExitsWithZero(process));
+        } else {
+            EXPECT_EQ(0, waitpid(launched, nullptr, WNOHANG));
             // SigCgt is the mask of caught signals; SIGINT is its second bit.
             ASSERT_TRUE(Eventually([&] {
                 const std::string caught = StatusValue(std::to_string(launched), "SigCgt:");
@@ -243,19 +217,15 @@ TEST_F(FendrakeOSInitTest, EachModeRunsInTheProcessAndPlaceItPromises) {
             kill(launched, SIGINT);
             // The parent reaps its child, so its own end comes after the child's.
             EXPECT_TRUE(ExitsWithZero(launched));
-            mLive.erase(std::remove(mLive.begin(), mLive.end(), process), mLive.end());
             const std::string output = ReadFile(mDir + "/out");
             const std::string path = "Basic/FendrakeOS/src/FendrakeOSInit/Posix/FendrakeOSInit";
             const size_t passedOn =
                 output.find(path + ":271(L1)Parent got signal 2 -> sending SIGTERM\n");
-            const size_t exited = output.find(
-                path + ":291(L1)Child exited  status=0, wpid=" + std::to_string(process) + "\n");
+            const size_t exited =
+                output.find(path + ":291(L1)Child exited  status=0, wpid=" + pid + "\n");
             EXPECT_NE(std::string::npos, passedOn) << output;
             EXPECT_NE(std::string::npos, exited) << output;
             EXPECT_LT(passedOn, exited);
-        } else {
-            kill(process, SIGTERM);
-            EXPECT_TRUE(ExitsWithZero(process));
         }
         EXPECT_EQ(0, unlink((mDir + "/sigterm").c_str()));
     }

@@ -12,27 +12,24 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
 
 namespace {
-const std::chrono::seconds kPatience(60);
-
 bool Eventually(const std::function<bool()>& iCondition) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!iCondition() && std::chrono::steady_clock::now() < end)
         FendrakeThread::DelayThreadMS(1);
     return iCondition();
@@ -72,25 +69,23 @@ protected:
     int Body(void*) override {
         if (mBody)
             mBody(*this);
-        mRelease.Wait();
-        return 0;
+        return mRelease.Wait();
     }
 
 private:
     std::function<void(WorkerThread&)> mBody;
 };
 
-// State and user plus system ticks of one of our threads.
+// State and user plus system ticks of one of our threads, whose names hold no parenthesis.
 bool ReadOwnStat(unsigned int iTid, char& oState, unsigned long& oTicks) {
-    std::ifstream file("/proc/self/task/" + std::to_string(iTid) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    std::istringstream fields(text.substr(std::min(text.size(), text.rfind(')') + 2)));
-    std::string skip;
+    FILE* file = fopen(("/proc/self/task/" + std::to_string(iTid) + "/stat").c_str(), "r");
     unsigned long user = 0, system = 0;
-    fields >> oState >> skip >> skip >> skip >> skip >> skip >> skip >> skip >> skip >> skip >>
-        skip >> user >> system;
+    const bool read = file && fscanf(file, "%*d (%*[^)]) %c%*d%*d%*d%*d%*d%*u%*u%*u%*u%*u%lu%lu",
+                                     &oState, &user, &system) == 3;
+    if (file)
+        fclose(file);
     oTicks = user + system;
-    return static_cast<bool>(fields);
+    return read;
 }
 
 // Until the thread sleeps, having used more than iTicksBefore.
@@ -105,24 +100,16 @@ void WaitUntilAsleep(FendrakeThread& iThread, long iTicksBefore = -1) {
 
 // What iBody writes to standard output, split into listings, each from its "comm:" line.
 std::vector<std::vector<std::string>> ListingsOf(const std::function<void()>& iBody) {
-    fflush(stdout);
-    FILE* file = tmpfile();
-    const int saved = dup(1);
-    dup2(fileno(file), 1);
+    testing::internal::CaptureStdout();
     iBody();
-    fflush(stdout);
-    dup2(saved, 1);
-    close(saved);
-    rewind(file);
+    std::istringstream output(testing::internal::GetCapturedStdout());
     std::vector<std::vector<std::string>> listings;
-    char line[1024];
-    while (fgets(line, sizeof line, file)) {
-        if (strncmp(line, "comm:'", 6) == 0)
+    for (std::string line; std::getline(output, line);) {
+        if (line.compare(0, 6, "comm:'") == 0)
             listings.emplace_back();
         if (!listings.empty())
-            listings.back().push_back(std::string(line, strcspn(line, "\n")));
+            listings.back().push_back(line);
     }
-    fclose(file);
     return listings;
 }
 
@@ -136,26 +123,25 @@ std::string LineOf(const std::vector<std::string>& iListing, FendrakeThread& iTh
     return "";
 }
 
+// Every listener call, in order: the listener's letter, upper case when some thread was late.
+std::mutex sRecordMutex;
+std::string sRecord;
+
+std::string Record() {
+    std::lock_guard<std::mutex> lock(sRecordMutex);
+    return sRecord;
+}
+
 class RecordingListener : public FendrakeThreadMonitorNotify {
 public:
+    explicit RecordingListener(char iLetter) : mLetter(iLetter) {}
     void ThreadMonitorRound(bool iSomeThreadLate) override {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mCalls.push_back(iSomeThreadLate);
-        mChanged.notify_all();
-    }
-    bool WaitUntil(const std::function<bool(const std::vector<bool>&)>& iCondition) {
-        std::unique_lock<std::mutex> lock(mMutex);
-        return mChanged.wait_for(lock, kPatience, [&] { return iCondition(mCalls); });
-    }
-    std::vector<bool> Calls() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mCalls;
+        std::lock_guard<std::mutex> lock(sRecordMutex);
+        sRecord += static_cast<char>(iSomeThreadLate ? toupper(mLetter) : mLetter);
     }
 
 private:
-    std::mutex mMutex;
-    std::condition_variable mChanged;
-    std::vector<bool> mCalls;
+    const char mLetter;
 };
 
 class FendrakeThreadMonitorTest : public testing::Test {
@@ -164,6 +150,7 @@ protected:
         FendrakeOptArguments args = mWords.Args();
         FendrakeOSInit(&args);
         FendrakeDebugInit(&args);
+        sRecord.clear();
     }
     void TearDown() override {
         FendrakeOSDestruct();
@@ -190,15 +177,17 @@ TEST(FendrakeThreadTicksTest, DeltasHoldForEveryThreadId) {
         {__LINE__, false, 4194304, 26, 6},    {__LINE__, false, 65535, 7, 0},
     };
     // clang-format on
-    static FendrakeThreadTicks ticks;
+    // Fresh for every run, and too large for the stack.
+    std::unique_ptr<FendrakeThreadTicks> ticks(new FendrakeThreadTicks);
     for (const Row& row : kRows) {
         SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
         if (row.mEndListingBefore)
-            ticks.EndListing();
-        EXPECT_EQ(row.mDelta, ticks.Exchange(row.mTid, row.mTicks));
+            ticks->EndListing();
+        EXPECT_EQ(row.mDelta, ticks->Exchange(row.mTid, row.mTicks));
     }
 }
 
+// Each row makes the thread late again after the renewal of the row before.
 TEST_F(FendrakeThreadMonitorTest, LateThreadIsReportedOnceUntilItRenews) {
     const struct {
         int mLine;
@@ -214,16 +203,14 @@ TEST_F(FendrakeThreadMonitorTest, LateThreadIsReportedOnceUntilItRenews) {
         SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
         CaptureScope capture;
         sleeper.SetState(row.mState);
-        for (unsigned int renewal = 1; renewal <= 2; ++renewal) {
-            MakeLate(sleeper);
-            EXPECT_EQ(1, FendrakeThread_CheckResponseTimeOut());
-            EXPECT_EQ(2, FendrakeThread_CheckResponseTimeOut());
-            ASSERT_EQ(renewal, CapturedLines().size());
-            EXPECT_THAT(LastLogLine(),
-                        ContainsRegex(std::string("FendrakeThread/Posix/FendrakeThread:103\\(L1\\)"
-                                                  "Thread 'sleeper' is -[1-9][0-9]* msec late") +
-                                      row.mStateText + "\n$"));
-        }
+        MakeLate(sleeper);
+        EXPECT_EQ(1, FendrakeThread_CheckResponseTimeOut());
+        EXPECT_EQ(2, FendrakeThread_CheckResponseTimeOut());
+        ASSERT_EQ(1u, CapturedLines().size());
+        EXPECT_THAT(LastLogLine(),
+                    ContainsRegex(std::string("FendrakeThread/Posix/FendrakeThread:103\\(L1\\)"
+                                              "Thread 'sleeper' is -[1-9][0-9]* msec late") +
+                                  row.mStateText + "\n$"));
         sleeper.SetResponsePingTimeOut(60000);
         EXPECT_EQ(0, FendrakeThread_CheckResponseTimeOut());
         sleeper.DisableResponsePing();
@@ -240,72 +227,58 @@ TEST_F(FendrakeThreadMonitorTest, LateThreadIsReportedOnceUntilItRenews) {
     EXPECT_EQ(2, FendrakeThread_CheckResponseTimeOut());
 }
 
-TEST_F(FendrakeThreadMonitorTest, ThreadRenewingInTimeIsNeverReportedAndItsPingEndsWithIt) {
+// Listeners are called once a round each, in order of adding; a removed one no
+// more. A thread that renews its ping in time is never reported, and its ping
+// ends with it.
+TEST_F(FendrakeThreadMonitorTest, MonitorReportsLateThreadsTellsListenersAndLists) {
     CaptureScope capture;
-    FendrakeOSStart(5);
-    RecordingListener listener;
-    AddFendrakeThreadMonitorNotify(&listener);
+    WorkerThread sleeper("sleeper", 10);
+    WaitUntilAsleep(sleeper);
     std::atomic<bool> stop{false};
     const unsigned int start = FendrakeThread::GetClockNow();
-    WorkerThread* renewer = new WorkerThread("renewer", 1, [&](WorkerThread& iSelf) {
+    WorkerThread renewer("renewer", 1, [&](WorkerThread& iSelf) {
         while (!stop.load()) {
             iSelf.SetResponsePingTimeOut(500);
             FendrakeThread::DelayThreadMS(1);
         }
     });
-    // Three times the timeout, and many rounds.
-    EXPECT_TRUE(Eventually([&] { return FendrakeThread::GetClockNow() - start > 1500000; }));
-    EXPECT_TRUE(
-        listener.WaitUntil([](const std::vector<bool>& iCalls) { return iCalls.size() > 20; }));
-    stop = true;
-    renewer->mRelease.Signal();
-    renewer->WaitForTermination();
-    {
-        FendrakeLockScope<FendrakeMutex> lock(*sPidMapMutex);
-        EXPECT_EQ(0u, sResponseTimeOut.size());
-    }
-    delete renewer;
-    RemoveFendrakeThreadMonitorNotify(&listener);
-    const std::vector<bool> calls = listener.Calls();
-    EXPECT_EQ(calls.end(), std::find(calls.begin(), calls.end(), true));
-    EXPECT_THAT(CapturedOutput(), testing::Not(HasSubstr("msec late")));
-}
-
-TEST_F(FendrakeThreadMonitorTest, MonitorTellsListenersAndListsAllThenActiveThreads) {
-    CaptureScope capture;
-    WorkerThread sleeper("sleeper", 10);
-    WaitUntilAsleep(sleeper);
     FendrakeThread& main = *FendrakeThread::This();
-    RecordingListener kept, removed;
-    std::vector<bool> keptAtRemoval;
+    RecordingListener kept('k'), removed('r');
     const auto listings = ListingsOf([&] {
         FendrakeOSStart(10);
         AddFendrakeThreadMonitorNotify(&kept);
         AddFendrakeThreadMonitorNotify(&removed);
-        EXPECT_TRUE(
-            kept.WaitUntil([](const std::vector<bool>& iCalls) { return iCalls.size() >= 2; }));
+        EXPECT_TRUE(Eventually([] { return Record().find("kr") != std::string::npos; }));
         main.SetResponsePingTimeOut(1);
-        EXPECT_TRUE(kept.WaitUntil([](const std::vector<bool>& iCalls) {
-            return std::count(iCalls.begin(), iCalls.end(), true) >= 2; // late, then known late
-        }));
+        // Late, then known late.
+        EXPECT_TRUE(Eventually([] { return Record().find("KRKR") != std::string::npos; }));
         EXPECT_EQ(1, CountTextsStartingWith("It is bad\n"));
         RemoveFendrakeThreadMonitorNotify(&removed);
-        keptAtRemoval = kept.Calls();
-        EXPECT_EQ(keptAtRemoval, removed.Calls()); // each listener once a round
 
         main.SetResponsePingTimeOut(1);
         EXPECT_TRUE(Eventually([] { return CountTextsStartingWith("It is bad\n") == 2; }));
-        const size_t callsAtSecondReport = kept.Calls().size();
+        const size_t callsAtSecondReport = Record().size();
         main.DisableResponsePing();
-        EXPECT_TRUE(kept.WaitUntil([&](const std::vector<bool>& iCalls) {
-            return iCalls.size() >= callsAtSecondReport + 2 && !iCalls.back();
+        // The renewer's ping has run three times over by then.
+        EXPECT_TRUE(Eventually([&] {
+            const std::string record = Record();
+            return record.size() >= callsAtSecondReport + 2 && record.back() == 'k' &&
+                   FendrakeThread::GetClockNow() - start > 1500000;
         }));
         RemoveFendrakeThreadMonitorNotify(&kept);
     });
-    EXPECT_EQ(keptAtRemoval, removed.Calls());
+    EXPECT_THAT(Record(), testing::MatchesRegex("k*(kr)+(KR)(KR)+[kK]*K[kK]*k"));
     EXPECT_EQ(2, CountTextsStartingWith("Thread 'main' is -"));
+    EXPECT_EQ(0, CountTextsStartingWith("Thread 'renewer'"));
     EXPECT_THAT(CapturedOutput(),
                 HasSubstr("FendrakeOSInit/Posix/FendrakeOSInit:214(L1)It is bad\n"));
+    stop = true;
+    renewer.mRelease.Signal();
+    renewer.WaitForTermination();
+    {
+        FendrakeLockScope<FendrakeMutex> lock(*sPidMapMutex);
+        EXPECT_EQ(0u, sResponseTimeOut.size());
+    }
 
     ASSERT_EQ(2u, listings.size());
     EXPECT_NE("", LineOf(listings[0], sleeper));
@@ -367,21 +340,21 @@ TEST_F(FendrakeThreadMonitorTest, RaisedSignalComesFromTheMonitorAndEndsTheProce
 
 // Each counter lies between two readings of our own taken around the call.
 TEST(FendrakeCpuStatTest, CountersComeFromProcStat) {
-    const auto read = [](std::vector<unsigned long>& oValues) {
+    const auto read = [] {
         std::ifstream file("/proc/stat");
+        std::vector<unsigned long> values(8);
         std::string word;
-        oValues.assign(8, 0);
-        file >> word >> oValues[0] >> oValues[1] >> oValues[2] >> oValues[3] >> oValues[4] >>
-            oValues[5] >> oValues[6];
+        file >> word >> values[0] >> values[1] >> values[2] >> values[3] >> values[4] >>
+            values[5] >> values[6];
         while (file >> word && word != "ctxt") {
         }
-        file >> oValues[7];
+        file >> values[7];
+        return values;
     };
-    std::vector<unsigned long> before, after;
+    const std::vector<unsigned long> before = read();
     CpuStat stat{};
-    read(before);
     ASSERT_TRUE(fendrake_get_cpu_stat(stat, true));
-    read(after);
+    const std::vector<unsigned long> after = read();
     const unsigned long seen[] = {stat.mUser,   stat.mNice, stat.mSystem,  stat.mIdle,
                                   stat.mIowait, stat.mIrq,  stat.mSoftirq, stat.mContextSwitches};
     for (int i = 0; i < 8; ++i) {

@@ -150,13 +150,6 @@ TEST_F(FendrakeThreadTest, ForeignThreadIsAdoptedOnceAndDeletedAtItsExit) {
     EXPECT_EQ(nullptr, FendrakeThread_GetFromPid(tid));
 }
 
-// Whether this process may lower a thread's nice value below 0.
-static bool MayRaisePriority() {
-    bool allowed = false;
-    std::thread([&] { allowed = setpriority(PRIO_PROCESS, Tid(), -1) == 0; }).join();
-    return allowed;
-}
-
 // Raising a priority needs privilege. Where the system refuses, the library
 // asserts or stays silent as the case may be; both outcomes are accepted.
 TEST_F(FendrakeThreadTest, PriorityScaleGivesNiceValuesThenRoundRobin) {
@@ -172,7 +165,8 @@ TEST_F(FendrakeThreadTest, PriorityScaleGivesNiceValuesThenRoundRobin) {
         {__LINE__, 20, 20, SCHED_OTHER, 0}, {__LINE__, 30, 30, SCHED_OTHER, -10},
         {__LINE__, 41, 41, SCHED_RR, 0},    {__LINE__, 59, 59, SCHED_RR, 0},
     };
-    const bool mayRaise = MayRaisePriority();
+    bool mayRaise = false; // whether this process may lower a nice value below 0
+    std::thread([&] { mayRaise = setpriority(PRIO_PROCESS, Tid(), -1) == 0; }).join();
     for (const Row& row : kRows) {
         SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
         // Refused, the constructor and the new thread may both assert at once,
@@ -181,21 +175,19 @@ TEST_F(FendrakeThreadTest, PriorityScaleGivesNiceValuesThenRoundRobin) {
             continue;
         CaptureScope capture;
         int policy = -1, nice = 99, seen = 0;
-        FunctionThread* thread = nullptr;
         try {
-            thread = new FunctionThread("scaled", row.mPriority, [&](void*) {
+            FunctionThread thread("scaled", row.mPriority, [&](void*) {
                 sched_param parameter;
                 pthread_getschedparam(pthread_self(), &policy, &parameter);
                 nice = getpriority(PRIO_PROCESS, Tid());
                 seen = FendrakeThreadThisPriority();
                 return 0;
             });
+            thread.Start();
+            thread.WaitForTermination();
         } catch (const AssertionFired&) {
             continue; // refused while the constructor set the priority
         }
-        thread->Start();
-        thread->WaitForTermination();
-        delete thread;
         const bool held = seen == row.mSeen && policy == row.mPolicy &&
                           (row.mPolicy != SCHED_OTHER || nice == row.mNice);
         // A nice value refused is an assertion; a refused SCHED_RR passes in

@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
     const std::string dir = args.argv[1];
     {
         std::ofstream out(dir + "/report.tmp");
-        out << "pid=" << getpid() << "\nargs=";
+        out << getpid() << "\n";
         for (int i = 1; i < args.argc; ++i)
             out << args.argv[i] << (i + 1 < args.argc ? " " : "\n");
     }

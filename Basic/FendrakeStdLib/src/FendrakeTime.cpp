@@ -34,6 +34,14 @@ namespace {
 const uint64_t kFloorNs = uint64_t(FendrakeTime::NSEC_PER_SEC) * FendrakeTime::SEC_MIN;
 const uint64_t kBackwardStepNs = 10000000000ull;
 
+// What one of the clock's seconds-and-nanoseconds readers says, in milliseconds.
+template <typename Reader> uint64_t MillisecondsOf(Reader iRead) {
+    unsigned int sec = 0;
+    unsigned int nsec = 0;
+    iRead(sec, nsec);
+    return uint64_t(sec) * 1000 + nsec / 1000000;
+}
+
 // Collects the diagnostics of one setTime, delivered after the lock is gone.
 // Bounded: what does not fit is cut.
 class Diagnostic {
@@ -162,10 +170,7 @@ int32_t FendrakeTime::getTimeNowAppStart() {
 }
 
 uint64_t FendrakeTime::getTimeNowAppStartMS() {
-    unsigned int sec;
-    unsigned int nsec;
-    getTimeNowAppStartNs(sec, nsec);
-    return uint64_t(sec) * 1000 + nsec / 1000000;
+    return MillisecondsOf(getTimeNowAppStartNs);
 }
 
 int32_t FendrakeTime::getTime(FendrakeTimeSource iTimeSource) {
@@ -184,10 +189,7 @@ bool FendrakeTime::getTimeNowNs(unsigned int& oSec, unsigned int& oNsec) {
 }
 
 uint64_t FendrakeTime::getTimeNowMS() {
-    unsigned int sec;
-    unsigned int nsec;
-    getTimeNowNs(sec, nsec);
-    return uint64_t(sec) * 1000 + nsec / 1000000;
+    return MillisecondsOf(getTimeNowNs);
 }
 
 int32_t FendrakeTime::getLastSet(FendrakeTimeSource iTimeSource) {

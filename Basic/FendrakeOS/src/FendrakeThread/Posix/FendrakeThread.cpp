@@ -36,6 +36,18 @@ sched_param ParameterOf(FendrakeThreadPriority iPriority) {
     return parameter;
 }
 
+// A call's result and its errno, taken under the thread's lock and reported
+// after it: the log line's prefix asks for this thread's priority. A thread
+// that has ended has no handle left to ask about, so neither side calls then.
+struct Outcome {
+    int mResult = 0;
+    int mErrno = 0;
+    bool Failed() const { return mResult == -1 && mErrno != 0; }
+};
+Outcome Keep(int iResult) {
+    return Outcome{iResult, errno};
+}
+
 int SetThisObject(FendrakeThread* iThread) {
     if (!sThreadKeyValid.load(std::memory_order_acquire))
         return EINVAL;
@@ -162,25 +174,21 @@ void* FendrakeThread::ThreadFunctionWrapper(void* iThread) {
     const unsigned int tid = CurrentTid();
     SetPidMap(self, tid);
 
-    int niceResult = 0;
-    int niceErrno = 0;
+    Outcome nice;
     void* argument;
     {
         FendrakeLockScope<FendrakeMutex> lock(self->mMutex);
         self->mTid = tid;
-        if (self->mPriority >= 1 && self->mPriority <= 40) {
-            niceResult = setpriority(PRIO_PROCESS, tid, 20 - self->mPriority);
-            niceErrno = errno;
-        }
+        if (self->mPriority >= 1 && self->mPriority <= 40)
+            nice = Keep(setpriority(PRIO_PROCESS, tid, 20 - self->mPriority));
         prctl(PR_SET_NAME, self->mName);
         argument = self->mArgument;
     }
-    // Reported outside the lock: the line's prefix asks for this thread's priority.
-    if (niceResult == -1) {
+    if (nice.mResult == -1) {
         ReportOnOwnThread([&] {
             char text[128];
             FENDRAKE_ASSERT_DETAIL_AT(kPath, 161, false, "res_setpriority!=-1", " errno=%d (%s)\n",
-                                      niceErrno, strerror_r(niceErrno, text, sizeof text));
+                                      nice.mErrno, strerror_r(nice.mErrno, text, sizeof text));
         });
     }
 
@@ -238,63 +246,51 @@ void FendrakeThread::SetPriority(FendrakeThreadPriority iPriority) {
     const FendrakeThreadPriority effective = iPriority == 0 ? 1 : iPriority;
     const int policy = PolicyOf(effective);
     const sched_param parameter = ParameterOf(effective);
-    int error = 0;
-    int errorErrno = 0;
-    int niceResult = 0;
-    int niceErrno = 0;
+    Outcome schedule;
+    Outcome nice;
     {
         FendrakeLockScope<FendrakeMutex> lock(mMutex);
         mPriority = iPriority;
-        // A thread that has ended has no handle left to ask about.
         if (mTerminated)
             return;
         // Refusals come back as positive numbers and pass in silence; only -1 counts.
-        error = pthread_setschedparam(mNativeHandle, policy, &parameter);
-        errorErrno = errno;
-        if (mTid != 0) {
-            niceResult = setpriority(PRIO_PROCESS, mTid, 20 - effective);
-            niceErrno = errno;
-        }
+        schedule = Keep(pthread_setschedparam(mNativeHandle, policy, &parameter));
+        if (mTid != 0)
+            nice = Keep(setpriority(PRIO_PROCESS, mTid, 20 - effective));
     }
-    // Reported outside the lock: the line's prefix asks for this thread's priority.
-    FENDRAKE_ASSERT_DETAIL_AT(kPath, 556, error != -1, "error!=-1",
-                              " errno=%d, iPriority=%d, policy=%d\n", errorErrno, iPriority,
+    FENDRAKE_ASSERT_DETAIL_AT(kPath, 556, schedule.mResult != -1, "error!=-1",
+                              " errno=%d, iPriority=%d, policy=%d\n", schedule.mErrno, iPriority,
                               policy);
-    FENDRAKE_ASSERT_DETAIL_AT(kPath, 559, niceResult != -1, "res_setpriority!=-1", " errno=%d\n",
-                              niceErrno);
+    FENDRAKE_ASSERT_DETAIL_AT(kPath, 559, nice.mResult != -1, "res_setpriority!=-1", " errno=%d\n",
+                              nice.mErrno);
 }
 
 FendrakeThreadPriority FendrakeThread::GetPriority() {
     FendrakeThreadPriority result;
-    int scheduleResult = 0;
-    int scheduleErrno = 0;
-    int niceErrno = 0;
+    Outcome schedule;
+    Outcome nice;
     {
         FendrakeLockScope<FendrakeMutex> lock(mMutex);
         result = mPriority;
-        // A thread that has ended has no handle left to ask about.
         if (mTerminated)
             return result;
         int policy = SCHED_OTHER;
         sched_param parameter{};
-        scheduleResult = pthread_getschedparam(mNativeHandle, &policy, &parameter);
-        scheduleErrno = errno;
-        if (scheduleResult != -1 && (policy == SCHED_FIFO || policy == SCHED_RR)) {
+        schedule = Keep(pthread_getschedparam(mNativeHandle, &policy, &parameter));
+        if (schedule.mResult != -1 && (policy == SCHED_FIFO || policy == SCHED_RR)) {
             result = parameter.sched_priority + 40;
         } else if (mTid != 0) {
+            // -1 is also a nice value: only errno tells a failure.
             errno = 0;
-            const int nice = getpriority(PRIO_PROCESS, mTid);
-            if (nice == -1 && errno != 0)
-                niceErrno = errno;
-            else
-                result = 20 - nice;
+            nice = Keep(getpriority(PRIO_PROCESS, mTid));
+            if (!nice.Failed())
+                result = 20 - nice.mResult;
         }
     }
-    // Reported outside the lock: the line's prefix asks for this thread's priority.
-    if (scheduleResult == -1)
-        FENDRAKE_LOG_AT(kPath, 570, 1, "pthread_getschedparam FAILED! errno=%d\n", scheduleErrno);
-    if (niceErrno != 0)
-        FENDRAKE_LOG_AT(kPath, 584, 1, "getpriority errno=%d\n", niceErrno);
+    if (schedule.mResult == -1)
+        FENDRAKE_LOG_AT(kPath, 570, 1, "pthread_getschedparam FAILED! errno=%d\n", schedule.mErrno);
+    if (nice.Failed())
+        FENDRAKE_LOG_AT(kPath, 584, 1, "getpriority errno=%d\n", nice.mErrno);
     return result;
 }
 
