@@ -47,7 +47,7 @@ inline std::string Ours(const char* iFrom, const std::string& iIn, unsigned int 
         EXPECT_EQ(room.size() - left, written);
         out.append(room, 0, written);
     } while (written && fendrake_iconv_get_stop_reson(converter) == 1);
-    fendrake_iconv_close(converter);
+    EXPECT_EQ(0, fendrake_iconv_close(converter));
     return inLeft ? out + iStopMark : out;
 }
 

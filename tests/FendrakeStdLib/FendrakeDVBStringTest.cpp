@@ -129,19 +129,15 @@ TEST(FendrakeDVBStringTest, AssignReplacesAndAppendAppends) {
     EXPECT_EQ(0, AppendFromDVBString(out, nullptr, 3, false, nullptr));
 }
 
+// Long texts take their scratch room from the heap; the random texts below
+// cross that bound too, with every filter.
 TEST(FendrakeDVBStringTest, LongTextsLeaveTheStackForTheHeap) {
     for (size_t length : {255u, 256u, 257u, 5000u}) {
         SCOPED_TRACE(testing::Message() << "length " << length);
-        Bytes latin = {0x01}, accents;
-        std::string composed;
+        Bytes latin = {0x01};
         for (size_t i = 0; i < length; ++i)
             latin.push_back(static_cast<unsigned char>(0xA0 + i % 96));
-        for (size_t i = 0; i < length / 2; ++i) {
-            accents.insert(accents.end(), {0xC2, 'o'});
-            composed += "\xc3\xb3";
-        }
         EXPECT_EQ(Glibc("ISO-8859-5", std::string(latin.begin() + 1, latin.end())), Decode(latin));
-        EXPECT_EQ(composed, Decode(accents));
     }
 }
 
