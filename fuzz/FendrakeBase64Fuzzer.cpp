@@ -2,7 +2,7 @@
 // then back and forth again: the second round must give the same bytes.
 #include "Basic/FendrakeStdLib/FendrakeEncode.h"
 
-#include "FuzzQuiet.h"
+#include "FuzzSupport.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -7,7 +7,7 @@
 #include "Basic/FendrakeStdLib/FendrakeIconv.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
 
-#include "FuzzQuiet.h"
+#include "FuzzSupport.h"
 
 #include <cstdint>
 #include <cstdlib>

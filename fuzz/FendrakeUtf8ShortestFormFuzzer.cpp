@@ -2,21 +2,17 @@
 // an output of exactly the capacity taken from the first byte.
 #include "Basic/FendrakeStdLib/FendrakeEncode.h"
 
-#include "FuzzQuiet.h"
+#include "FuzzSupport.h"
 
-#include <cstdint>
 #include <cstdlib>
-#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
     if (iSize < 1)
         return 0;
-    const unsigned int capacity = iData[0] & 0x7F;
-    std::vector<unsigned char> text(iData + 1, iData + iSize);
-    std::vector<unsigned char> out(capacity);
-    const int result = utf8shortestform(text.data(), static_cast<unsigned int>(text.size()),
-                                        out.data(), capacity, iData[0] & 0x80);
-    if (result != -1 && result != static_cast<int>(capacity))
+    FuzzCodecInput in(iData, iSize);
+    const int result =
+        utf8shortestform(in.mText.data(), in.TextLength(), in.mOut.data(), in.mCapacity, in.mFlag);
+    if (result != -1 && result != static_cast<int>(in.mCapacity))
         abort();
     return 0;
 }

@@ -3,6 +3,8 @@
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 #include "Basic/FendrakeStdLib/FendrakeUnicodeCharacter.h"
 
+#include "FendrakeUtf8Forms.h"
+
 #include <cctype>
 #include <climits>
 #include <cstdint>
@@ -69,15 +71,6 @@ constexpr ByteTable kHexValues = MakeHexValues();
 
 bool IsContinuation(unsigned char iByte) {
     return (iByte & 0xC0) == 0x80;
-}
-
-// The shortest UTF-8 length of a value, 1 to 6.
-unsigned int ShortestUtf8Length(uint32_t iValue) {
-    static const uint32_t kLimits[] = {128, 2048, 65536, 2097152, 0x4000000};
-    unsigned int length = 1;
-    while (length <= 5 && iValue >= kLimits[length - 1])
-        ++length;
-    return length;
 }
 
 // "&#<decimal>;" of a byte; returns its length (4 to 6).
@@ -396,30 +389,21 @@ int utf8shortestform(const unsigned char* iSource, unsigned int iSourceLength, u
             i += used;
             continue;
         }
-        unsigned int length;
-        if (lead >= 0xE0 && lead <= 0xEF)
-            length = 3;
-        else if (lead >= 0xF0 && lead <= 0xF7)
-            length = 4;
-        else if (lead >= 0xF8 && lead <= 0xFB)
-            length = 5;
-        else if (lead == 0xFC || lead == 0xFD)
-            length = 6;
-        else {
+        // ASCII and two-byte leads are done: 0 or 3 to 6 here.
+        const unsigned int length = FendrakeUtf8SequenceLength(lead);
+        if (length == 0) {
             fendrake_attention(kPath, 322, "0");
             return -1;
         }
-        uint32_t value = lead & (0x7Fu >> length);
-        for (unsigned int k = 1; k < length; ++k) {
-            if (i + k >= iSourceLength) {
-                fendrake_attention(FENDRAKE_FILE, __LINE__, "i+k<iSourceLength");
-                return -1;
-            }
-            if (!IsContinuation(iSource[i + k])) {
-                fendrake_attention(kPath, 332, "(iSource[i+k]&0xC0)==0x80");
-                return -1;
-            }
-            value = value << 6 | (iSource[i + k] & 63);
+        const unsigned int present = iSourceLength - i < length ? iSourceLength - i : length;
+        uint32_t value;
+        if (FendrakeUtf8Gather(iSource + i, present, value) != present) {
+            fendrake_attention(kPath, 332, "(iSource[i+k]&0xC0)==0x80");
+            return -1;
+        }
+        if (present != length) {
+            fendrake_attention(FENDRAKE_FILE, __LINE__, "i+k<iSourceLength");
+            return -1;
         }
         i += length;
         if (iCombineSurrogates) {
@@ -437,7 +421,7 @@ int utf8shortestform(const unsigned char* iSource, unsigned int iSourceLength, u
             }
         }
         unsigned char form[6];
-        unsigned int formLength = ShortestUtf8Length(value);
+        unsigned int formLength = FendrakeUtf8ShortestLength(value);
         fendrake_encode_to_utf8_encode_to_length(value, form, formLength);
         // A value with the top bit set goes out without its lead byte.
         const unsigned int skip = (value & 0x80000000u) ? 1 : 0;

@@ -2,42 +2,38 @@
 
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
 
+#include "FendrakeUtf8Forms.h"
+
 namespace {
 const char* const kPath = "Basic/FendrakeStdLib/src/FendrakeUnicodeCharacter";
 
-// Bytes of a UTF-8 sequence by its lead, 0 for a byte that cannot lead.
-unsigned int Utf8SequenceLength(unsigned char iLead) {
-    if (iLead < 0x80)
-        return 1;
-    if (iLead < 0xC0)
+// The one or two 16-bit units of iCharacter as UTF-16 of iLength bytes;
+// returns how many, or 0 for a length other than 2 or 4.
+unsigned int Utf16Units(FendrakeUnicodeCharacter iCharacter, unsigned int iLength,
+                        uint16_t oUnits[2]) {
+    if (iLength != 2 && iLength != 4) {
+        FENDRAKE_ASSERT_AT(FENDRAKE_FILE, __LINE__, false, "oStringLength==2 || oStringLength==4");
         return 0;
-    if (iLead < 0xE0)
-        return 2;
-    if (iLead < 0xF0)
-        return 3;
-    if (iLead < 0xF8)
-        return 4;
-    if (iLead < 0xFC)
-        return 5;
-    return iLead < 0xFE ? 6 : 0;
-}
-
-bool ValidUtf16Length(unsigned int iLength) {
-    if (iLength == 2 || iLength == 4)
-        return true;
-    FENDRAKE_ASSERT_AT(FENDRAKE_FILE, __LINE__, false, "oStringLength==2 || oStringLength==4");
-    return false;
-}
-
-// The one or two 16-bit units of iCharacter as UTF-16 of iLength bytes.
-void Utf16Units(FendrakeUnicodeCharacter iCharacter, unsigned int iLength, uint16_t oUnits[2]) {
+    }
     if (iLength == 2) {
         oUnits[0] = static_cast<uint16_t>(iCharacter);
-        return;
+        return 1;
     }
     const uint32_t value = iCharacter - 65536;
     oUnits[0] = static_cast<uint16_t>(0xD800 | (value >> 10));
     oUnits[1] = static_cast<uint16_t>(0xDC00 | (value & 1023));
+    return 2;
+}
+
+unsigned int EncodeUtf16Bytes(FendrakeUnicodeCharacter iCharacter, unsigned char* oString,
+                              unsigned int iLength, bool iBigEndian) {
+    uint16_t units[2];
+    const unsigned int count = Utf16Units(iCharacter, iLength, units);
+    for (unsigned int i = 0; i < count; ++i) {
+        oString[2 * i + !iBigEndian] = static_cast<unsigned char>(units[i] >> 8);
+        oString[2 * i + iBigEndian] = static_cast<unsigned char>(units[i]);
+    }
+    return count ? iLength : 0;
 }
 
 int32_t DecodeUtf16(const unsigned char*& ioSource, const unsigned char* iEnd, bool iBigEndian) {
@@ -91,48 +87,30 @@ unsigned int fendrake_encode_to_utf8_encode_to_length(FendrakeUnicodeCharacter i
 unsigned int fendrake_encode_to_utf16lena_encode_to_length(FendrakeUnicodeCharacter iCharacter,
                                                            unsigned char* oString,
                                                            unsigned int oStringLength) {
-    if (!ValidUtf16Length(oStringLength))
-        return 0;
-    uint16_t units[2];
-    Utf16Units(iCharacter, oStringLength, units);
-    for (unsigned int i = 0; i < oStringLength / 2; ++i) {
-        oString[2 * i] = static_cast<unsigned char>(units[i]);
-        oString[2 * i + 1] = static_cast<unsigned char>(units[i] >> 8);
-    }
-    return oStringLength;
+    return EncodeUtf16Bytes(iCharacter, oString, oStringLength, false);
 }
 
 unsigned int fendrake_encode_to_utf16bena_encode_to_length(FendrakeUnicodeCharacter iCharacter,
                                                            unsigned char* oString,
                                                            unsigned int oStringLength) {
-    if (!ValidUtf16Length(oStringLength))
-        return 0;
-    uint16_t units[2];
-    Utf16Units(iCharacter, oStringLength, units);
-    for (unsigned int i = 0; i < oStringLength / 2; ++i) {
-        oString[2 * i] = static_cast<unsigned char>(units[i] >> 8);
-        oString[2 * i + 1] = static_cast<unsigned char>(units[i]);
-    }
-    return oStringLength;
+    return EncodeUtf16Bytes(iCharacter, oString, oStringLength, true);
 }
 
 unsigned int fendrake_encode_to_utf16cpu_encode_to_length(FendrakeUnicodeCharacter iCharacter,
                                                           unsigned short* oString,
                                                           unsigned int oStringLength) {
-    if (!ValidUtf16Length(oStringLength))
-        return 0;
     uint16_t units[2];
-    Utf16Units(iCharacter, oStringLength, units);
-    for (unsigned int i = 0; i < oStringLength / 2; ++i)
+    const unsigned int count = Utf16Units(iCharacter, oStringLength, units);
+    for (unsigned int i = 0; i < count; ++i)
         oString[i] = units[i];
-    return oStringLength;
+    return count ? oStringLength : 0;
 }
 
 int32_t fendrake_decode_from_utf8(const unsigned char*& ioSource, const unsigned char* iEnd) {
     const unsigned char* p = ioSource;
     if (!p || p >= iEnd)
         return -1;
-    const unsigned int length = Utf8SequenceLength(p[0]);
+    const unsigned int length = FendrakeUtf8SequenceLength(p[0]);
     if (length == 1) {
         ioSource = p + 1;
         return p[0];
@@ -145,13 +123,10 @@ int32_t fendrake_decode_from_utf8(const unsigned char*& ioSource, const unsigned
         fendrake_attention(kPath, 97, "ioSource+length<=iEnd");
         return -1;
     }
-    uint32_t value = p[0] & (0x7Fu >> length);
-    for (unsigned int i = 1; i < length; ++i) {
-        if ((p[i] & 0xC0) != 0x80) {
-            fendrake_attention(kPath, 103, "(ioSource[i]&0xC0)==0x80");
-            return -1;
-        }
-        value = value << 6 | (p[i] & 0x3F);
+    uint32_t value;
+    if (FendrakeUtf8Gather(p, length, value) != length) {
+        fendrake_attention(kPath, 103, "(ioSource[i]&0xC0)==0x80");
+        return -1;
     }
     ioSource = p + length;
     return static_cast<int32_t>(value);

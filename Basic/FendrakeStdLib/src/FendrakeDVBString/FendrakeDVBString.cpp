@@ -4,6 +4,8 @@
 
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
 
+#include "../FendrakeUtf8Forms.h"
+
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -36,35 +38,39 @@ private:
     unsigned char* mpData;
 };
 
-// Copies the run of bytes that every filter keeps as they are (ASCII but NUL,
-// and but all control codes if those are removed), looking at eight at a
-// time; returns its length. The output has room for eight more bytes.
-size_t CopyPlain(const unsigned char* iText, size_t iLength, bool iRemoveControl,
-                 unsigned char* oText) {
+// Copies the run of bytes from ioAt that every filter keeps as they are (ASCII
+// but NUL, and but all control codes if those are removed), looking at eight
+// at a time, and moves both positions past it; false if the text has ended.
+// The output has room for eight more bytes.
+bool CopyPlain(const unsigned char* iText, size_t iLength, bool iRemoveControl, size_t& ioAt,
+               unsigned char* oText, size_t& ioOut) {
     const uint64_t kOnes = 0x0101010101010101ull;
     const uint64_t kHigh = 0x8080808080808080ull;
     const unsigned char lowest = iRemoveControl ? 32 : 1;
     // Text in a script above ASCII is mostly other bytes: look at one first.
-    if (iLength == 0 || iText[0] >= 0x80 || iText[0] < lowest)
-        return 0;
-    size_t count = 0;
-    while (iLength - count >= 8) {
+    if (ioAt >= iLength || iText[ioAt] >= 0x80 || iText[ioAt] < lowest)
+        return ioAt < iLength;
+    while (iLength - ioAt >= 8) {
         uint64_t word;
-        memcpy(&word, iText + count, 8);
-        memcpy(oText + count, &word, 8);
+        memcpy(&word, iText + ioAt, 8);
+        memcpy(oText + ioOut, &word, 8);
         // Per byte, without carries between bytes: the high bit says "kept".
         const uint64_t kept = ((word & ~kHigh) + (0x80u - lowest) * kOnes) & ~word & kHigh;
         const uint64_t dropped = ~kept & kHigh;
         if (dropped) {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-            return count + static_cast<size_t>(__builtin_clzll(dropped)) / 8;
+            const size_t count = static_cast<size_t>(__builtin_clzll(dropped)) / 8;
 #else
-            return count + static_cast<size_t>(__builtin_ctzll(dropped)) / 8;
+            const size_t count = static_cast<size_t>(__builtin_ctzll(dropped)) / 8;
 #endif
+            ioAt += count;
+            ioOut += count;
+            return true;
         }
-        count += 8;
+        ioAt += 8;
+        ioOut += 8;
     }
-    return count;
+    return ioAt < iLength;
 }
 
 // The one-byte filter as tables, so that a byte costs no branch: what a byte
@@ -91,30 +97,12 @@ size_t FilterOneByte(const unsigned char* iText, size_t iLength, bool iRemoveCon
     const unsigned char* keep = kOneByteFilter.mKeep[iRemoveControl];
     size_t out = 0;
     size_t i = 0;
-    while (i < iLength) {
-        const size_t plain = CopyPlain(iText + i, iLength - i, iRemoveControl, oText + out);
-        i += plain;
-        out += plain;
-        if (i >= iLength)
-            break;
+    while (CopyPlain(iText, iLength, iRemoveControl, i, oText, out)) {
         const unsigned char byte = iText[i++];
         oText[out] = kOneByteFilter.mByte[byte];
         out += keep[byte];
     }
     return out;
-}
-
-void PutUtf8(uint32_t iCodePoint, unsigned char* oText, size_t& ioOut) {
-    if (iCodePoint < 0x80) {
-        oText[ioOut++] = static_cast<unsigned char>(iCodePoint);
-    } else if (iCodePoint < 0x800) {
-        oText[ioOut++] = static_cast<unsigned char>(0xC0 | iCodePoint >> 6);
-        oText[ioOut++] = static_cast<unsigned char>(0x80 | (iCodePoint & 0x3F));
-    } else {
-        oText[ioOut++] = static_cast<unsigned char>(0xE0 | iCodePoint >> 12);
-        oText[ioOut++] = static_cast<unsigned char>(0x80 | ((iCodePoint >> 6) & 0x3F));
-        oText[ioOut++] = static_cast<unsigned char>(0x80 | (iCodePoint & 0x3F));
-    }
 }
 
 bool IsMark(uint32_t iCodePoint) {
@@ -133,12 +121,7 @@ size_t FilterAndConvertOneByte(const unsigned char* iText, size_t iLength, bool 
     const unsigned char* keep = kOneByteFilter.mKeep[iRemoveControl];
     size_t out = 0;
     size_t i = 0;
-    while (i < iLength) {
-        const size_t plain = CopyPlain(iText + i, iLength - i, iRemoveControl, oText + out);
-        i += plain;
-        out += plain;
-        if (i >= iLength)
-            break;
+    while (CopyPlain(iText, iLength, iRemoveControl, i, oText, out)) {
         const unsigned char byte = iText[i++];
         if (!keep[byte])
             continue;
@@ -161,7 +144,7 @@ size_t FilterAndConvertOneByte(const unsigned char* iText, size_t iLength, bool 
                 return kNotConverted;
             codePoint = *composed;
         }
-        PutUtf8(codePoint, oText, out);
+        out = static_cast<size_t>(FendrakeUtf8PutBmp(codePoint, oText + out) - oText);
     }
     return out;
 }
@@ -218,17 +201,13 @@ size_t FilterTwoByte(const unsigned char* iText, size_t iLength, bool iRemoveCon
 size_t FilterUtf8(const unsigned char* iText, size_t iLength, bool iRemoveControl,
                   unsigned char* oText) {
     size_t out = 0;
-    for (size_t i = 0; i < iLength; ++i) {
-        const size_t plain = CopyPlain(iText + i, iLength - i, iRemoveControl, oText + out);
-        i += plain;
-        out += plain;
-        if (i >= iLength)
-            break;
-        const unsigned char byte = iText[i];
+    size_t i = 0;
+    while (CopyPlain(iText, iLength, iRemoveControl, i, oText, out)) {
+        const unsigned char byte = iText[i++];
         if (byte == 0 || (iRemoveControl && byte <= 31))
             continue;
-        if (byte == 0xC2 && i + 1 < iLength) {
-            if (iText[i + 1] == 0x8A)
+        if (byte == 0xC2 && i < iLength) {
+            if (iText[i] == 0x8A)
                 oText[out++] = '\n';
             continue;
         }

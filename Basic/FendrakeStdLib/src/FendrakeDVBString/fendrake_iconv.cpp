@@ -3,6 +3,9 @@
 #include "FendrakeIconvSetup.h"
 
 #include "Basic/FendrakeStdLib/FendrakeDebug.h"
+#include "Basic/FendrakeStdLib/FendrakeUnicodeCharacter.h"
+
+#include "../FendrakeUtf8Forms.h"
 
 #include <cstring>
 #include <new>
@@ -125,36 +128,16 @@ uint32_t DecodeUtf16(Handle* ioHandle, uint32_t* oCodePoint, const uint8_t* iIn,
 // A lead that does not fit, or a broken continuation, gives what was gathered
 // and consumes one byte, so the following bytes are read again as characters.
 uint32_t DecodeUtf8(Handle*, uint32_t* oCodePoint, const uint8_t* iIn, uint32_t iInLeft) {
-    const uint8_t lead = iIn[0];
-    uint32_t length;
-    if (lead >= 0xC0 && lead <= 0xDF)
-        length = 2;
-    else if (lead >= 0xE0 && lead <= 0xEF)
-        length = 3;
-    else if (lead >= 0xF0 && lead <= 0xF7)
-        length = 4;
-    else if (lead >= 0xF8 && lead <= 0xFB)
-        length = 5;
-    else if (lead == 0xFC || lead == 0xFD)
-        length = 6;
-    else {
-        *oCodePoint = lead;
+    const uint32_t length = FendrakeUtf8SequenceLength(iIn[0]);
+    if (length <= 1) {
+        *oCodePoint = iIn[0];
         return 1;
     }
-    uint32_t value = lead & (0x7Fu >> length);
     if (length > iInLeft) {
-        *oCodePoint = value;
+        *oCodePoint = iIn[0] & (0x7Fu >> length);
         return 1;
     }
-    for (uint32_t i = 1; i < length; ++i) {
-        if ((iIn[i] & 0xC0) != 0x80) {
-            *oCodePoint = value;
-            return 1;
-        }
-        value = value << 6 | (iIn[i] & 0x3F);
-    }
-    *oCodePoint = value;
-    return length;
+    return FendrakeUtf8Gather(iIn, length, *oCodePoint) == length ? length : 1;
 }
 
 // Two plain (7-bit) bytes through a table stored as rows of first bytes.
@@ -226,30 +209,14 @@ uint32_t EncodeUtf8(Handle* ioHandle, uint32_t iCodePoint, uint8_t* oOut, uint32
         oOut[0] = static_cast<uint8_t>(iCodePoint);
         return 1;
     }
-    uint32_t length;
-    if (iCodePoint <= 127)
-        length = 1;
-    else if (iCodePoint <= 2047)
-        length = 2;
-    else if (iCodePoint <= 65535)
-        length = 3;
-    else if (iCodePoint <= 2097151)
-        length = 4;
-    else if (iCodePoint <= 0x3FFFFFF)
-        length = 5;
-    else if (iCodePoint <= 0x7FFFFFFF)
-        length = 6;
-    else
+    if (iCodePoint > 0x7FFFFFFF)
         return 0;
+    const uint32_t length = FendrakeUtf8ShortestLength(iCodePoint);
     if (length > iOutLeft) {
         ioHandle->stopReason = FENDRAKE_ICONV_STOP_OUTPUT_FULL;
         return 0;
     }
-    const uint32_t tail = length - 1;
-    oOut[0] = static_cast<uint8_t>(((0xFF00u >> length) & 0xFF) | (iCodePoint >> (6 * tail)));
-    for (uint32_t i = 1; i <= tail; ++i)
-        oOut[i] = static_cast<uint8_t>(0x80 | ((iCodePoint >> (6 * (tail - i))) & 0x3F));
-    return length;
+    return fendrake_encode_to_utf8_encode_to_length(iCodePoint, oOut, length);
 }
 
 // Fast paths into UTF-8 for the common tables. Each converts as long as
@@ -296,18 +263,7 @@ struct Span {
 
     // Up to U+FFFF.
     void Put(uint32_t iCodePoint) {
-        if (iCodePoint < 0x80) {
-            *mOut++ = static_cast<uint8_t>(iCodePoint);
-        } else if (iCodePoint < 0x800) {
-            mOut[0] = static_cast<uint8_t>(0xC0 | iCodePoint >> 6);
-            mOut[1] = static_cast<uint8_t>(0x80 | (iCodePoint & 0x3F));
-            mOut += 2;
-        } else {
-            mOut[0] = static_cast<uint8_t>(0xE0 | iCodePoint >> 12);
-            mOut[1] = static_cast<uint8_t>(0x80 | ((iCodePoint >> 6) & 0x3F));
-            mOut[2] = static_cast<uint8_t>(0x80 | (iCodePoint & 0x3F));
-            mOut += 3;
-        }
+        mOut = FendrakeUtf8PutBmp(iCodePoint, mOut);
     }
 };
 
