@@ -43,6 +43,7 @@ TEST_F(FendrakeAssociationObjectTest, TheLastSingleReferenceDeletesTheObject) {
     one.Set(object);
     EXPECT_EQ(2, object->mReferences.countSize());
     one.Clear();
+    EXPECT_TRUE(mDeleted.empty());
     EXPECT_EQ(1, two->mId);
     {
         FendrakeSingleRef<Object> copy(two);

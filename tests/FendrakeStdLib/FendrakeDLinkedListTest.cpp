@@ -30,6 +30,8 @@ struct Counting : FendrakeDLinkedListCounting {
 
 TEST(FendrakeDLinkedListTest, InsertsPlaceLinksAndRemoveLeavesThemStale) {
     FendrakeDLinkedListBase list;
+    EXPECT_EQ(&list.mHead, list.mHead.next);
+    EXPECT_EQ(&list.mHead, list.mHead.prev);
     EXPECT_EQ(nullptr, list.getFirst());
     EXPECT_TRUE(FendrakeDLinkedListBase::Iterator(&list).isEnd());
     Node a(1), b(2), c(3), d(4);

@@ -64,8 +64,10 @@ TEST(FendrakeHashTableTest, StringAndInstanceHashes) {
         SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
         EXPECT_EQ(row.mHash, fendrake_hash_string(row.mText));
     }
-    EXPECT_EQ(0u, fendrake_hash_instance(nullptr));
     int objects[2];
+    EXPECT_EQ(0u, fendrake_hash_instance(nullptr));
+    EXPECT_EQ(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&objects[1])),
+              fendrake_hash_instance(&objects[1]));
     EXPECT_EQ(0, fendrake_compare_instance(&objects[1], &objects[1]));
     EXPECT_EQ(static_cast<int>(sizeof(int)), fendrake_compare_instance(&objects[1], &objects[0]));
     EXPECT_EQ(-static_cast<int>(sizeof(int)), fendrake_compare_instance(&objects[0], &objects[1]));

@@ -46,6 +46,7 @@ struct Fixture {
 TEST(FendrakeLinkedListTest, InsertsAtBothEndsOfAnEmptyList) {
     FendrakeLinkedList list;
     EXPECT_EQ(nullptr, list.getFirst());
+    EXPECT_EQ(&list.mHead, list.mHead.next);
     EXPECT_EQ(&list.mHead, list.mLast);
     Node* two = new Node(2);
     list.insertFirst(two);

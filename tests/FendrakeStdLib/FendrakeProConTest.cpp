@@ -88,6 +88,7 @@ TEST(FendrakeProConTest, DeleteAllAndTraverseFreePlaces) {
         &seen);
     EXPECT_THAT(seen, ElementsAre(1, 2));
     EXPECT_THAT(deleted, ElementsAre(2));
+    EXPECT_EQ(2, queue.size());
     EXPECT_TRUE(queue.add(new Item(4, 0, &deleted), 0, 0));
     queue.deleteAll();
     EXPECT_THAT(deleted, ElementsAre(2, 1, 3, 4));
