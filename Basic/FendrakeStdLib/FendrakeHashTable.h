@@ -87,21 +87,15 @@ private:
 
 class FendrakeHashTable::ConstIterator {
 public:
-    explicit ConstIterator(const FendrakeHashTable* iTable);
+    // The walk never writes: only removeAndNext would, and it is not offered here.
+    explicit ConstIterator(const FendrakeHashTable* iTable)
+        : mWalk(const_cast<FendrakeHashTable*>(iTable)) {}
 
-    const FDKDLink* current() const { return mCurrent; }
-    void next();
+    const FDKDLink* current() const { return mWalk.current(); }
+    void next() { mWalk.next(); }
 
 private:
-    void iAdvance(unsigned int iFrom);
-
-    unsigned int mBucketIndex;
-    unsigned int mBucketCount;
-    const FendrakeDLinkedListCounting* mBucket;
-    int mBucketSize;
-    int mIndexInBucket;
-    const FDKDLink* mCurrent;
-    const FendrakeHashTable* mTable;
+    Iterator mWalk;
 };
 
 // A one-hash bitmap in front of the buckets: a lookup of an absent key

@@ -55,8 +55,6 @@ protected:
     // accesses keep that read free of a data race. Writes happen under mMutex.
     int iCount() const { return __atomic_load_n(&mCount, __ATOMIC_RELAXED); }
     void iAddCount(int iDelta) { __atomic_store_n(&mCount, mCount + iDelta, __ATOMIC_RELAXED); }
-    // Step 1 and 2 of add: the soft limit and a free place.
-    bool iReservePlace(int timeout, unsigned int maxQueueSize);
     FDKDLink* iTakeFirst();
 
     FendrakeMutex mMutex;

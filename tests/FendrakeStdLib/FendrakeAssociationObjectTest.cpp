@@ -2,21 +2,17 @@
 
 #include "Basic/FendrakeOS/FendrakeMutex.h"
 
+#include "DeletionLog.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <thread>
-#include <vector>
 
 using testing::ElementsAre;
 
 namespace {
-struct Object : FendrakeAssociationObject {
-    Object(int iId, std::vector<int>* iDeleted) : mId(iId), mDeleted(iDeleted) {}
-    ~Object() override { mDeleted->push_back(mId); }
-    int mId;
-    std::vector<int>* mDeleted;
-};
+typedef Logged<FendrakeAssociationObject> Object;
 
 int Id(FendrakeAssociationObject* iObject) {
     return iObject ? static_cast<Object*>(iObject)->mId : -1;
@@ -32,54 +28,53 @@ bool FreeElsewhere(FendrakeMutexNested& ioLock) {
     }).join();
     return free;
 }
+
+class FendrakeAssociationObjectTest : public testing::Test {
+protected:
+    Object* New(int iId) { return new Object(iId, &mDeleted); }
+    std::vector<int> mDeleted;
+};
 } // namespace
 
-TEST(FendrakeAssociationObjectTest, TheLastSingleReferenceDeletesTheObject) {
-    std::vector<int> deleted;
-    Object* object = new Object(1, &deleted);
+TEST_F(FendrakeAssociationObjectTest, TheLastSingleReferenceDeletesTheObject) {
+    Object* object = New(1);
     FendrakeSingleRef<Object> one(object), two;
     two.Set(object);
     one.Set(object);
     EXPECT_EQ(2, object->mReferences.countSize());
     one.Clear();
-    EXPECT_TRUE(deleted.empty());
+    EXPECT_TRUE(mDeleted.empty());
     EXPECT_EQ(1, two->mId);
     {
         FendrakeSingleRef<Object> copy(two);
         two.Clear();
-        EXPECT_TRUE(deleted.empty());
+        EXPECT_TRUE(mDeleted.empty());
     }
-    EXPECT_THAT(deleted, ElementsAre(1));
-
-    Object* unreferenced = new Object(2, &deleted);
-    delete unreferenced;
-    EXPECT_THAT(deleted, ElementsAre(1, 2));
+    EXPECT_THAT(mDeleted, ElementsAre(1));
+    delete New(2);
+    EXPECT_THAT(mDeleted, ElementsAre(1, 2));
 }
 
-TEST(FendrakeAssociationObjectTest, DestroyingTheObjectClearsEveryReference) {
-    std::vector<int> deleted;
-    Object* object = new Object(1, &deleted);
-    Object* other = new Object(2, &deleted);
+TEST_F(FendrakeAssociationObjectTest, DestroyingTheObjectClearsEveryReference) {
+    Object* object = New(1);
     FendrakeSingleRef<Object> single(object);
     FendrakeMultiRefBase first, second;
     first.Add(object, 10);
-    first.Add(other, 20);
+    first.Add(New(2), 20);
     second.Add(object, 30);
     delete object;
     EXPECT_FALSE(single);
     EXPECT_EQ(nullptr, first.FindFirst(10));
     EXPECT_EQ(1, first.countSize());
     EXPECT_TRUE(second.isEmpty());
-    EXPECT_THAT(deleted, ElementsAre(1));
     first.Clear();
-    EXPECT_THAT(deleted, ElementsAre(1, 2));
+    EXPECT_THAT(mDeleted, ElementsAre(1, 2));
 }
 
-TEST(FendrakeAssociationObjectTest, LockedReferenceHoldsItsLockWhileSet) {
-    std::vector<int> deleted;
+TEST_F(FendrakeAssociationObjectTest, LockedReferenceHoldsItsLockWhileSet) {
     FendrakeMutexNested a, b;
-    Object* object = new Object(1, &deleted);
-    Object* other = new Object(2, &deleted);
+    Object* object = New(1);
+    Object* other = New(2);
     FendrakeSingleRef<Object> keep(other);
     FendrakeSingleRefLocked<Object> ref;
     ref.Set(object, &a);
@@ -88,7 +83,7 @@ TEST(FendrakeAssociationObjectTest, LockedReferenceHoldsItsLockWhileSet) {
     EXPECT_TRUE(FreeElsewhere(a));
     EXPECT_FALSE(FreeElsewhere(b));
     ref.Set(other, &b);
-    EXPECT_THAT(deleted, ElementsAre(1));
+    EXPECT_THAT(mDeleted, ElementsAre(1));
     EXPECT_EQ(&b, ref.GetLock());
     ref.Clear();
     EXPECT_TRUE(FreeElsewhere(b));
@@ -103,10 +98,9 @@ TEST(FendrakeAssociationObjectTest, LockedReferenceHoldsItsLockWhileSet) {
     EXPECT_EQ(nullptr, ref.GetLock());
 }
 
-TEST(FendrakeAssociationObjectTest, MultiReferenceKeysAndRemoval) {
-    std::vector<int> deleted;
-    Object* x = new Object(1, &deleted);
-    Object* y = new Object(2, &deleted);
+TEST_F(FendrakeAssociationObjectTest, MultiReferenceKeysAndRemoval) {
+    Object* x = New(1);
+    Object* y = New(2);
     FendrakeSingleRef<Object> holdX(x);
     FendrakeMultiRefBase list;
     list.Add(x, 5);
@@ -116,7 +110,7 @@ TEST(FendrakeAssociationObjectTest, MultiReferenceKeysAndRemoval) {
     EXPECT_EQ(1, Id(list.FindFirst(5)));
     EXPECT_EQ(0, list.Remove(7u));
     EXPECT_EQ(2, list.Remove(x));
-    EXPECT_TRUE(deleted.empty());
+    EXPECT_TRUE(mDeleted.empty());
     EXPECT_EQ(2, Id(list.FindFirst(5)));
 
     FendrakeMultiRefBase copy;
@@ -124,51 +118,36 @@ TEST(FendrakeAssociationObjectTest, MultiReferenceKeysAndRemoval) {
     copy.Add(&copy);
     EXPECT_EQ(2, copy.countSize());
     EXPECT_EQ(1, list.Remove(5u));
-    EXPECT_TRUE(deleted.empty());
+    EXPECT_TRUE(mDeleted.empty());
     EXPECT_EQ(2, copy.Remove(y));
-    EXPECT_THAT(deleted, ElementsAre(2));
+    EXPECT_THAT(mDeleted, ElementsAre(2));
 }
 
-TEST(FendrakeAssociationObjectTest, DeleteAllDeletesEachObjectOnce) {
-    std::vector<int> deleted;
-    Object* x = new Object(1, &deleted);
-    Object* y = new Object(2, &deleted);
-    FendrakeSingleRef<Object> single(x);
+// Delete leaves the iterator past the entries that died with the object, and
+// DeleteAll deletes an object that stands twice only once.
+TEST_F(FendrakeAssociationObjectTest, DeleteAllAndTheIteratorDeleteEachObjectOnce) {
+    Object* x = New(1);
+    Object* y = New(2);
+    Object* z = New(3);
+    FendrakeSingleRef<Object> single(z);
     FendrakeMultiRefBase list, other;
-    list.Add(x, 1);
-    list.Add(y, 2);
-    list.Add(x, 3);
-    other.Add(y, 4);
+    for (Object* object : {x, x, y, z, x, y, z})
+        list.Add(object, static_cast<unsigned>(list.countSize()));
+    other.Add(y, 9);
+    std::vector<unsigned> keys;
+    for (FendrakeMultiRefBase::Iterator it(&list); it.key() < 3;) {
+        keys.push_back(it.key());
+        if (it.key() == 0)
+            it.Delete();
+        else
+            it.Remove();
+    }
+    EXPECT_THAT(keys, ElementsAre(0, 2));
+    EXPECT_THAT(mDeleted, ElementsAre(1));
+    EXPECT_EQ(3, Id(list.FindFirst(3)));
     list.DeleteAll();
-    EXPECT_THAT(deleted, ElementsAre(1, 2));
+    EXPECT_THAT(mDeleted, ElementsAre(1, 3, 2));
     EXPECT_TRUE(list.isEmpty());
     EXPECT_TRUE(other.isEmpty());
     EXPECT_FALSE(single);
-}
-
-TEST(FendrakeAssociationObjectTest, IteratorStandsOnTheNextEntry) {
-    std::vector<int> deleted;
-    Object* x = new Object(1, &deleted);
-    Object* y = new Object(2, &deleted);
-    Object* z = new Object(3, &deleted);
-    FendrakeMultiRefBase list;
-    list.Add(x, 1);
-    list.Add(x, 2);
-    list.Add(y, 3);
-    list.Add(z, 4);
-    list.Add(x, 5);
-    std::vector<unsigned> keys;
-    for (FendrakeMultiRefBase::Iterator it(&list); !it.isEnd();) {
-        keys.push_back(it.key());
-        if (it.key() == 1)
-            it.Delete();
-        else if (it.key() == 3)
-            it.Remove();
-        else
-            it.next();
-    }
-    EXPECT_THAT(keys, ElementsAre(1, 3, 4));
-    EXPECT_THAT(deleted, ElementsAre(1, 2));
-    EXPECT_EQ(3, Id(list.FindFirst(4)));
-    EXPECT_EQ(1, list.countSize());
 }

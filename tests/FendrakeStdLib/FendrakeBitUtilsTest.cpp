@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -50,9 +51,9 @@ std::vector<unsigned char> RandomBytes(std::mt19937& ioRandom, size_t iCount) {
 } // namespace
 
 // Every width from 1 to 32 at every bit offset: what is written reads back,
-// both positions advance by the width, and the bits around the field keep
-// their value, but for WriteUint's zeroing of the bits above a field that
-// lies inside one byte.
+// by the step readers too; both positions advance by the width; the bits
+// around the field keep their value, but for WriteUint's zeroing of the bits
+// above a field that lies inside one byte.
 TEST(BitPositionTest, RoundTripsAtEveryWidthAndOffset) {
     std::mt19937 random(5);
     for (unsigned width = 1; width <= 32; ++width) {
@@ -79,71 +80,55 @@ TEST(BitPositionTest, RoundTripsAtEveryWidthAndOffset) {
                 EXPECT_EQ(zero.Bytes(), ored);
                 EXPECT_EQ(writer.mBitPos, orWriter.mBitPos);
 
-                BitPositionConst reader(plain.data(), offset);
+                BitPositionConst reader(plain.data(), offset), step(plain.data(), offset);
                 EXPECT_EQ(value, reader.ReadUint(width));
                 EXPECT_EQ(writer.mBytePos, reader.mBytePos);
                 EXPECT_EQ(writer.mBitPos, reader.mBitPos);
+                // The step readers, where a field of their width fits its byte.
+                if ((width != 2 && width != 4) || offset + width > 8)
+                    continue;
+                EXPECT_EQ(value, width == 2 ? step.Uint2() : step.Uint4());
+                EXPECT_EQ(writer.mBytePos, step.mBytePos);
+                EXPECT_EQ(writer.mBitPos, step.mBitPos);
             }
         }
     }
 }
 
-TEST(BitPositionTest, ReadsAndTheStepReaders) {
-    const unsigned char byte = 0xE4;
-    BitPositionConst reader(&byte);
-    EXPECT_EQ(7u, reader.ReadUint(3));
-    EXPECT_EQ(1u, reader.ReadUint(3));
-    EXPECT_EQ(0u, reader.ReadUint(0));
-
-    const unsigned char bytes[] = {0x9C, 0x3A};
-    for (unsigned offset = 0; offset <= 6; ++offset) {
-        SCOPED_TRACE(testing::Message() << "offset " << offset);
-        BitPositionConst step(bytes, offset), bits(bytes, offset);
-        EXPECT_EQ(bits.ReadUint(2), step.Uint2());
-        EXPECT_EQ(bits.mBytePos, step.mBytePos);
-        EXPECT_EQ(bits.mBitPos, step.mBitPos);
-        if (offset <= 4) {
-            BitPositionConst nibble(bytes, offset), slow(bytes, offset);
-            EXPECT_EQ(slow.ReadUint(4), nibble.Uint4());
-            EXPECT_EQ(slow.mBytePos, nibble.mBytePos);
-        }
+TEST(BitPositionTest, MisusesAssertWithTheirPlaceAndText) {
+    const unsigned char in[] = {0x01, 0x80};
+    unsigned char out[2] = {0, 0};
+    struct Row {
+        int mLine;
+        std::function<void()> mCall;
+        const char* mPlace;
+        const char* mText;
+    };
+    const Row rows[] = {
+        {__LINE__, [&] { BitPositionConst(in, 7).Uint2(); }, "src/FendrakeBitUtils:37 ",
+         "Assertion `mBitPos<=6' failed"},
+        {__LINE__, [&] { BitPositionConst(in, 5).Uint4(); },
+         "src/FendrakeBitUtils:", "Assertion `mBitPos<=4' failed"},
+        {__LINE__, [&] { BitPosition(out).WriteUint8aRepeated(1, 0, 3); },
+         "FendrakeStdLib/FendrakeBitUtils:", "Assertion `data_bit_length!=0' failed"},
+        {__LINE__, [&] { BitPosition(out, 1).WriteUint8aRepeated(1, 2, 4); },
+         "FendrakeStdLib/FendrakeBitUtils:", "Assertion `mBitPos<=(8-data_bit_length)' failed"},
+        // Last: its details line is checked below.
+        {__LINE__, [&] { BitPosition(out).WriteUint(5, 2); }, "src/FendrakeBitUtils:",
+         "Assertion `data_bit_length==32 || (data&(~((1<<data_bit_length)-1))) == 0' failed"}};
+    CaptureScope scope;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::Message() << "row at line " << row.mLine);
+        ClearCaptured();
+        EXPECT_THROW(row.mCall(), AssertionFired);
+        EXPECT_THAT(CapturedOutput(), HasSubstr(row.mPlace));
+        EXPECT_THAT(CapturedOutput(), HasSubstr(row.mText));
     }
-}
-
-TEST(BitPositionTest, StepReadersAssertAcrossAByte) {
-    CaptureScope scope;
-    const unsigned char bytes[] = {0x01, 0x80};
-    BitPositionConst two(bytes, 7);
-    EXPECT_THROW(two.Uint2(), AssertionFired);
-    EXPECT_THAT(LastLogLine(), HasSubstr("src/FendrakeBitUtils:37 Assertion `mBitPos<=6' failed"));
-    BitPositionConst four(bytes, 5);
-    EXPECT_THROW(four.Uint4(), AssertionFired);
-    EXPECT_THAT(LastLogLine(), HasSubstr("src/FendrakeBitUtils:"));
-    EXPECT_THAT(LastLogLine(), HasSubstr("Assertion `mBitPos<=4' failed"));
-}
-
-TEST(BitPositionTest, WriteUintClearsAFieldWrittenAheadInTheSameByte) {
-    unsigned char byte = 0x0F;
-    BitPosition writer(&byte);
-    writer.WriteUint(3, 2);
-    writer.WriteUint(1, 2);
-    EXPECT_EQ(0x1F, byte);
-    unsigned char packed = 0;
-    BitPosition orWriter(&packed);
-    orWriter.WriteUintOr(3, 2);
-    orWriter.WriteUintOr(1, 2);
-    EXPECT_EQ(0xD0, packed);
-}
-
-TEST(BitPositionTest, WriteUintReportsDataWiderThanItsLength) {
-    CaptureScope scope;
-    unsigned char byte = 0;
-    BitPosition writer(&byte);
-    EXPECT_THROW(writer.WriteUint(5, 2), AssertionFired);
-    EXPECT_THAT(CapturedOutput(), HasSubstr("Assertion `data_bit_length==32 || "
-                                            "(data&(~((1<<data_bit_length)-1))) == 0' failed"));
     EXPECT_THAT(CapturedOutput(), HasSubstr("Precondition check:The upper bits of data higher "
                                             "that length are not zero (data:5 len:2)\n"));
+    // The units before the one that would cross the byte went in.
+    EXPECT_EQ(0x2A, out[0]);
+    EXPECT_EQ(0u, BitPositionConst(in).ReadUint(0));
 }
 
 TEST(BitPositionTest, RepeatedWritersMatchTheModel) {
@@ -173,17 +158,4 @@ TEST(BitPositionTest, RepeatedWritersMatchTheModel) {
             EXPECT_EQ(zero.Bytes(), slow);
         }
     }
-}
-
-TEST(BitPositionTest, RepeatedFillAssertsOnAUnitAcrossAByte) {
-    CaptureScope scope;
-    unsigned char bytes[2] = {0, 0};
-    BitPosition zero(bytes);
-    EXPECT_THROW(zero.WriteUint8aRepeated(1, 0, 3), AssertionFired);
-    EXPECT_THAT(LastLogLine(), HasSubstr("FendrakeStdLib/FendrakeBitUtils:"));
-    EXPECT_THAT(LastLogLine(), HasSubstr("Assertion `data_bit_length!=0' failed"));
-    BitPosition odd(bytes, 1);
-    EXPECT_THROW(odd.WriteUint8aRepeated(1, 2, 4), AssertionFired);
-    EXPECT_THAT(LastLogLine(), HasSubstr("Assertion `mBitPos<=(8-data_bit_length)' failed"));
-    EXPECT_EQ(0x2A, bytes[0]);
 }

@@ -84,5 +84,5 @@ TEST(FendrakeCircularBufferLightTest, WriterAndReaderOnTwoThreads) {
     }
     writer.join();
     EXPECT_EQ(accepted, received);
-    EXPECT_EQ(accepted.empty(), false);
+    EXPECT_FALSE(accepted.empty());
 }

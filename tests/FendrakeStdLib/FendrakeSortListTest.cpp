@@ -1,33 +1,28 @@
 #include "Basic/FendrakeStdLib/FendrakeSortList.h"
 
+#include "DeletionLog.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <vector>
 
 using testing::ElementsAre;
 
 namespace {
-struct Entry : FDKSortLink {
-    Entry(unsigned iKey, int iTag, std::vector<int>* iDeleted = nullptr)
-        : FDKSortLink(iKey), mTag(iTag), mDeleted(iDeleted) {}
-    ~Entry() override {
-        if (mDeleted)
-            mDeleted->push_back(mTag);
-    }
-    int mTag;
-    std::vector<int>* mDeleted;
-};
+typedef Logged<FDKSortLink> Entry;
 
 // Tags in list order; checks the backward links and the count on the way.
 std::vector<int> Tags(const FendrakeSortList& iList) {
     std::vector<int> tags;
     for (const FDKSortLink* link = iList.mHead.mNext; link != &iList.mHead; link = link->mNext) {
         EXPECT_EQ(link, link->mPrev->mNext);
-        tags.push_back(static_cast<const Entry*>(link)->mTag);
+        tags.push_back(static_cast<const Entry*>(link)->mId);
     }
     EXPECT_EQ(static_cast<int>(tags.size()), iList.mCount);
     return tags;
+}
+
+int Tag(FDKSortLink* iLink) {
+    return iLink ? static_cast<Entry*>(iLink)->mId : -1;
 }
 } // namespace
 
@@ -35,14 +30,13 @@ TEST(FendrakeSortListTest, EqualKeysKeepTheirOrderOfInsertion) {
     FendrakeSortList list;
     EXPECT_EQ(nullptr, list.getFirst());
     EXPECT_EQ(nullptr, list.getLast());
-    EXPECT_EQ(nullptr, list.getFromKey(5));
     const unsigned keys[] = {5, 7, 5, 9, 1, 7, 0};
     for (int i = 0; i < 7; ++i)
-        list.insert(new Entry(keys[i], i));
+        list.insert(new Entry(i, nullptr, keys[i]));
     EXPECT_THAT(Tags(list), ElementsAre(6, 4, 0, 2, 1, 5, 3));
-    EXPECT_EQ(6, static_cast<Entry*>(list.getFirst())->mTag);
-    EXPECT_EQ(3, static_cast<Entry*>(list.getLast())->mTag);
-    EXPECT_EQ(1, static_cast<Entry*>(list.getFromKey(7))->mTag);
+    EXPECT_EQ(6, Tag(list.getFirst()));
+    EXPECT_EQ(3, Tag(list.getLast()));
+    EXPECT_EQ(1, Tag(list.getFromKey(7)));
     EXPECT_EQ(nullptr, list.getFromKey(8));
 }
 
@@ -50,10 +44,10 @@ TEST(FendrakeSortListTest, RemoveClearsTheLinkAndDeleteAllEmpties) {
     std::vector<int> deleted;
     {
         FendrakeSortList list;
-        Entry kept(4, 0);
+        Entry kept(0, nullptr, 4u);
         list.insert(&kept);
-        list.insert(new Entry(2, 1, &deleted));
-        list.insert(new Entry(6, 2, &deleted));
+        list.insert(new Entry(1, &deleted, 2u));
+        list.insert(new Entry(2, &deleted, 6u));
         list.remove(&kept);
         EXPECT_EQ(nullptr, kept.mPrev);
         EXPECT_EQ(nullptr, kept.mNext);
@@ -62,7 +56,7 @@ TEST(FendrakeSortListTest, RemoveClearsTheLinkAndDeleteAllEmpties) {
         list.deleteAll();
         EXPECT_THAT(deleted, ElementsAre(1, 2));
         EXPECT_THAT(Tags(list), ElementsAre());
-        list.insert(new Entry(3, 3, &deleted));
+        list.insert(new Entry(3, &deleted, 3u));
     }
     EXPECT_THAT(deleted, ElementsAre(1, 2, 3));
 }

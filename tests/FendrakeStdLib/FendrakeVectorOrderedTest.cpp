@@ -1,26 +1,20 @@
 #include "Basic/FendrakeStdLib/FendrakeVectorOrdered.h"
 
+#include "DeletionLog.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <vector>
 
 using testing::ElementsAre;
 
 namespace {
-struct Value : FendrakeOrderedElement {
-    Value(int iRank, int iTag, std::vector<int>* iDeleted = nullptr)
-        : mRank(iRank), mTag(iTag), mDeleted(iDeleted) {}
-    ~Value() override {
-        if (mDeleted)
-            mDeleted->push_back(mTag);
-    }
+// Ordered by rank; the id tells equal ranks apart.
+struct Value : Logged<FendrakeOrderedElement> {
+    Value(int iRank, int iId, std::vector<int>* iLog = nullptr) : Logged(iId, iLog), mRank(iRank) {}
     int compare(FendrakeOrderedElement* iOther) override {
         return mRank - static_cast<Value*>(iOther)->mRank;
     }
     int mRank;
-    int mTag;
-    std::vector<int>* mDeleted;
 };
 
 std::vector<int> Ranks(const FendrakeVectorOrderedBase& iVector) {
@@ -31,22 +25,17 @@ std::vector<int> Ranks(const FendrakeVectorOrderedBase& iVector) {
 }
 } // namespace
 
-TEST(FendrakeVectorOrderedTest, InsertNotEqualRefusesAnEqualElement) {
-    FendrakeVectorOrderedBase vector;
+TEST(FendrakeVectorOrderedTest, InsertsKeepTheArraySortedAndOnlyOneRefusesEquals) {
+    FendrakeVectorOrderedBase unique, equal;
     for (int rank : {5, 1, 9, 3, 7})
-        EXPECT_TRUE(vector.InsertNotEqual(new Value(rank, rank)));
-    EXPECT_THAT(Ranks(vector), ElementsAre(1, 3, 5, 7, 9));
-    Value equal(7, 0);
-    EXPECT_FALSE(vector.InsertNotEqual(&equal));
-    EXPECT_EQ(5u, vector.size());
-    EXPECT_EQ(8u, vector.capacity());
-}
-
-TEST(FendrakeVectorOrderedTest, InsertAllowEqualKeepsTheArraySorted) {
-    FendrakeVectorOrderedBase vector;
+        EXPECT_TRUE(unique.InsertNotEqual(new Value(rank, rank)));
+    Value seven(7, 0);
+    EXPECT_FALSE(unique.InsertNotEqual(&seven));
+    EXPECT_THAT(Ranks(unique), ElementsAre(1, 3, 5, 7, 9));
+    EXPECT_EQ(8u, unique.capacity());
     for (int rank : {4, 2, 4, 4, 8, 2, 6, 4})
-        vector.InsertAllowEqual(new Value(rank, 0));
-    EXPECT_THAT(Ranks(vector), ElementsAre(2, 2, 4, 4, 4, 4, 6, 8));
+        equal.InsertAllowEqual(new Value(rank, 0));
+    EXPECT_THAT(Ranks(equal), ElementsAre(2, 2, 4, 4, 4, 4, 6, 8));
 }
 
 TEST(FendrakeVectorOrderedTest, RemoveHandsBackAndDeleteAllKeepsCapacity) {
@@ -57,11 +46,9 @@ TEST(FendrakeVectorOrderedTest, RemoveHandsBackAndDeleteAllKeepsCapacity) {
         vector.InsertNotEqual(new Value(1, 1, &deleted));
         vector.InsertNotEqual(three);
         vector.InsertNotEqual(new Value(5, 5, &deleted));
-        Value absent(4, 0);
+        Value absent(4, 0), beyond(6, 0), probe(3, 0);
         EXPECT_FALSE(vector.Remove(&absent));
-        Value beyond(6, 0);
         EXPECT_FALSE(vector.Remove(&beyond));
-        Value probe(3, 0);
         EXPECT_TRUE(vector.Remove(&probe));
         EXPECT_THAT(Ranks(vector), ElementsAre(1, 5));
         EXPECT_TRUE(deleted.empty());

@@ -2,6 +2,22 @@
 
 #include "Basic/FendrakeOS/FendrakeMutex.h"
 
+namespace {
+// Lets go of each entry that matches; returns how many.
+template <typename Match> int RemoveEach(FendrakeMultiRefBase* ioList, Match iMatch) {
+    int removed = 0;
+    for (FendrakeMultiRefBase::Iterator it(ioList); !it.isEnd();) {
+        if (!iMatch(it)) {
+            it.next();
+            continue;
+        }
+        it.Remove();
+        ++removed;
+    }
+    return removed;
+}
+} // namespace
+
 void FendrakeAssociationObject::FendrakeUnreferenceAll() {
     FendrakeDLinkedListT<FendrakeAssociationRef*>::Iterator it(&mReferences);
     while (!it.isEnd()) {
@@ -136,29 +152,11 @@ FendrakeMultiRefBase::MyLink* FendrakeMultiRefBase::iDeleteEntry(MyLink* iLink) 
 }
 
 int FendrakeMultiRefBase::Remove(FendrakeAssociationObject* iObject) {
-    int removed = 0;
-    for (MyLink* link = getFirst(); link;) {
-        if (link->mObject != iObject) {
-            link = getNext(link);
-            continue;
-        }
-        link = iRemoveEntry(link);
-        ++removed;
-    }
-    return removed;
+    return RemoveEach(this, [iObject](const Iterator& iAt) { return iAt.object() == iObject; });
 }
 
 int FendrakeMultiRefBase::Remove(unsigned int iKey) {
-    int removed = 0;
-    for (MyLink* link = getFirst(); link;) {
-        if (link->mKey != iKey) {
-            link = getNext(link);
-            continue;
-        }
-        link = iRemoveEntry(link);
-        ++removed;
-    }
-    return removed;
+    return RemoveEach(this, [iKey](const Iterator& iAt) { return iAt.key() == iKey; });
 }
 
 FendrakeAssociationObject* FendrakeMultiRefBase::FindFirst(unsigned int iKey) const {

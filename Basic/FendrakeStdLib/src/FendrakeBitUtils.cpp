@@ -10,6 +10,21 @@ inline unsigned int Slice(unsigned int iData, unsigned int iTop, unsigned int iW
     const unsigned int bits = shift >= 32 ? 0 : iData >> shift;
     return bits & ((1u << iWidth) - 1);
 }
+
+// iWidth bits that lie within the current byte, in one step; after a returning
+// assertion they cross the byte boundary and go bit by bit.
+unsigned int ReadInByte(BitPositionConst& ioAt, unsigned int iWidth) {
+    if (ioAt.mBitPos > 8 - iWidth)
+        return ioAt.ReadUint(iWidth);
+    const unsigned int value =
+        (*ioAt.mBytePos >> (8 - iWidth - ioAt.mBitPos)) & ((1u << iWidth) - 1);
+    ioAt.mBitPos += iWidth;
+    if (ioAt.mBitPos == 8) {
+        ioAt.mBitPos = 0;
+        ++ioAt.mBytePos;
+    }
+    return value;
+}
 } // namespace
 
 unsigned int BitPositionConst::ReadUint(unsigned int bits) {
@@ -26,29 +41,12 @@ unsigned int BitPositionConst::ReadUint(unsigned int bits) {
 
 unsigned int BitPositionConst::Uint2() {
     FENDRAKE_ASSERT_AT(kPath, 37, mBitPos <= 6, "mBitPos<=6");
-    // After a returning assertion, bit by bit across the byte boundary.
-    if (mBitPos > 6)
-        return ReadUint(2);
-    const unsigned int value = (*mBytePos >> (6 - mBitPos)) & 3u;
-    mBitPos += 2;
-    if (mBitPos == 8) {
-        mBitPos = 0;
-        ++mBytePos;
-    }
-    return value;
+    return ReadInByte(*this, 2);
 }
 
 unsigned int BitPositionConst::Uint4() {
     FENDRAKE_ASSERT_AT(kPath, __LINE__, mBitPos <= 4, "mBitPos<=4");
-    if (mBitPos > 4)
-        return ReadUint(4);
-    const unsigned int value = (*mBytePos >> (4 - mBitPos)) & 15u;
-    mBitPos += 4;
-    if (mBitPos == 8) {
-        mBitPos = 0;
-        ++mBytePos;
-    }
-    return value;
+    return ReadInByte(*this, 4);
 }
 
 void BitPosition::iWrite(unsigned int data, unsigned int data_bit_length, WriteMode iMode) {

@@ -144,37 +144,6 @@ void FendrakeHashTable::Iterator::removeAndNext() {
     iAdvance(mBucketIndex + 1);
 }
 
-FendrakeHashTable::ConstIterator::ConstIterator(const FendrakeHashTable* iTable)
-    : mBucketIndex(0), mBucketCount(iTable->mBucketCount), mBucket(nullptr), mBucketSize(0),
-      mIndexInBucket(0), mCurrent(nullptr), mTable(iTable) {
-    iAdvance(0);
-}
-
-void FendrakeHashTable::ConstIterator::iAdvance(unsigned int iFrom) {
-    mIndexInBucket = 0;
-    mCurrent = nullptr;
-    for (mBucketIndex = iFrom; mBucketIndex < mBucketCount; ++mBucketIndex) {
-        const FendrakeDLinkedListCounting* bucket = &mTable->mBuckets[mBucketIndex];
-        if (bucket->mCount != 0 && bucket->getFirst()) {
-            mBucket = bucket;
-            mBucketSize = bucket->mCount;
-            mCurrent = bucket->getFirst();
-            return;
-        }
-    }
-}
-
-void FendrakeHashTable::ConstIterator::next() {
-    if (!mCurrent)
-        return;
-    if (mIndexInBucket < mBucketSize - 1) {
-        mCurrent = mCurrent->next;
-        ++mIndexInBucket;
-        return;
-    }
-    iAdvance(mBucketIndex + 1);
-}
-
 FendrakeHashTableWithSeenIndex::FendrakeHashTableWithSeenIndex(unsigned int bucketCount,
                                                                unsigned int seenBits)
     // (seenBits + 7) >> 3 without the wrap-around of a huge seenBits.

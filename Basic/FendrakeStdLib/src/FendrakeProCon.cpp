@@ -14,6 +14,27 @@ void SignalTimes(FendrakeSemaphore& ioSemaphore, int iTimes) {
     for (; iTimes > 0; --iTimes)
         ioSemaphore.Signal();
 }
+
+bool TakeToken(FendrakeSemaphore& ioSemaphore, int iTimeout) {
+    return ioSemaphore.Wait(static_cast<unsigned int>(iTimeout)) == 0;
+}
+
+// Steps 1 and 2 of every add: the soft limit, read without the mutex, then a
+// free place.
+bool ReservePlace(FendrakeSemaphore& ioSpace, int iQueued, int iTimeout,
+                  unsigned int iMaxQueueSize) {
+    if (iMaxQueueSize != 0 && static_cast<unsigned int>(iQueued) >= iMaxQueueSize)
+        return false;
+    return TakeToken(ioSpace, iTimeout);
+}
+
+// True when data can be read: the token taken to see it goes straight back.
+bool PeekToken(FendrakeSemaphore& ioData, int iTimeout) {
+    if (!TakeToken(ioData, iTimeout))
+        return false;
+    ioData.Signal();
+    return true;
+}
 } // namespace
 
 FendrakeProCon::FendrakeProCon(int capacity) : mDataSem(0), mSpaceSem(Places(capacity)) {}
@@ -24,14 +45,8 @@ FendrakeProCon::~FendrakeProCon() {
     FendrakeDLinkedListBase::deleteAll();
 }
 
-bool FendrakeProCon::iReservePlace(int timeout, unsigned int maxQueueSize) {
-    if (maxQueueSize != 0 && static_cast<unsigned int>(iCount()) >= maxQueueSize)
-        return false;
-    return mSpaceSem.Wait(static_cast<unsigned int>(timeout)) == 0;
-}
-
 bool FendrakeProCon::add(FDKDLink* iElement, int timeout, unsigned int maxQueueSize) {
-    if (!iReservePlace(timeout, maxQueueSize))
+    if (!ReservePlace(mSpaceSem, iCount(), timeout, maxQueueSize))
         return false;
     {
         FendrakeLockScope<FendrakeMutex> lock(mMutex);
@@ -68,9 +83,7 @@ FDKDLink* FendrakeProCon::iTakeFirst() {
 }
 
 FDKDLink* FendrakeProCon::remove(int timeout) {
-    if (mDataSem.Wait(static_cast<unsigned int>(timeout)) != 0)
-        return nullptr;
-    return iTakeFirst();
+    return TakeToken(mDataSem, timeout) ? iTakeFirst() : nullptr;
 }
 
 FDKDLink* FendrakeProCon::removeBlocking() {
@@ -79,10 +92,7 @@ FDKDLink* FendrakeProCon::removeBlocking() {
 }
 
 bool FendrakeProCon::waitForData(int timeout) {
-    if (mDataSem.Wait(static_cast<unsigned int>(timeout)) != 0)
-        return false;
-    mDataSem.Signal();
-    return true;
+    return PeekToken(mDataSem, timeout);
 }
 
 void FendrakeProCon::AbortRemove() {
@@ -120,7 +130,7 @@ void FendrakeProCon::traverse(TraverseCallback callback, void* context) {
 }
 
 bool FendrakeProConPrio::add(FDKDLinkPrio* iElement, int timeout, unsigned int maxQueueSize) {
-    if (!iReservePlace(timeout, maxQueueSize))
+    if (!ReservePlace(mSpaceSem, iCount(), timeout, maxQueueSize))
         return false;
     iAdd(iElement);
     return true;
@@ -185,9 +195,7 @@ bool FendrakeProConBucket::add(unsigned int bucketIdx, FDKDLinkSizeElement* iEle
     FENDRAKE_ASSERT_AT(kPath, __LINE__, bucketIdx < mNumBuckets, "bucketIdx<mNumBuckets");
     if (bucketIdx >= mNumBuckets)
         return false;
-    if (maxQueueSize != 0 && static_cast<unsigned int>(mSize.load()) >= maxQueueSize)
-        return false;
-    if (mSpaceSem.Wait(static_cast<unsigned int>(timeout)) != 0)
+    if (!ReservePlace(mSpaceSem, mSize.load(), timeout, maxQueueSize))
         return false;
     return iAdd(bucketIdx, iElement);
 }
@@ -226,9 +234,7 @@ FDKDLinkSizeElement* FendrakeProConBucket::iTake() {
 }
 
 FDKDLinkSizeElement* FendrakeProConBucket::remove(int timeout) {
-    if (mDataSem.Wait(static_cast<unsigned int>(timeout)) != 0)
-        return nullptr;
-    return iTake();
+    return TakeToken(mDataSem, timeout) ? iTake() : nullptr;
 }
 
 FDKDLinkSizeElement* FendrakeProConBucket::removeBlocking() {
@@ -237,10 +243,7 @@ FDKDLinkSizeElement* FendrakeProConBucket::removeBlocking() {
 }
 
 bool FendrakeProConBucket::waitForData(int timeout) {
-    if (mDataSem.Wait(static_cast<unsigned int>(timeout)) != 0)
-        return false;
-    mDataSem.Signal();
-    return true;
+    return PeekToken(mDataSem, timeout);
 }
 
 void FendrakeProConBucket::AbortRemove() {
