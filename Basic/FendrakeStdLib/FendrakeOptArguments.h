@@ -10,8 +10,9 @@ class FendrakeOptArguments {
 public:
     FendrakeOptArguments(int iArgc, char** iArgv) : argc(iArgc), argv(iArgv) {}
 
-    // Takes iCount entries starting at the first exact match of iName (never
-    // argv[0]); false if there is none or too few entries follow it.
+    // Take iCount entries starting at the first match of iName (never argv[0]):
+    // on its first iNameLength characters here, whole in iStealOption. False if
+    // there is none or too few entries follow it.
     bool iStealOptionAssing(const char* iName, unsigned iNameLength, unsigned iCount, char** oOut);
     bool iStealOption(const char* iName, unsigned iCount, char** oOut);
 

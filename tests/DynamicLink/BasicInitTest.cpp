@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "ArgList.h"
+#include "Capture.h"
 
 #include <cstdlib>
 #include <string>
@@ -85,6 +86,21 @@ TEST(BasicInitTest, TakesBothConfigurationOptionsAndRunsOnce) {
             BasicTerm();
             BasicTerm();
             exit(taken && second.argc == 3 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// On the empty state the thread and print layers report by assertion; the
+// steps before them, shared strings included, must not crash.
+TEST(BasicInitTest, TermWithoutInitEndsInAnAssertion) {
+    EXPECT_EXIT(
+        {
+            CaptureScope capture;
+            try {
+                BasicTerm();
+            } catch (const AssertionFired&) {
+            }
+            exit(AssertionCount() == 1 ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
 }

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -77,7 +78,11 @@ TEST(FendrakeCStringTest, StrnlenAndStrdup) {
 TEST(FendrakeCStringTest, IsoLatinCaseMovesTheWholeUpperHalf) {
     EXPECT_EQ(0xDE, fendrake_isolatin_toupper(0xFE));
     EXPECT_EQ(0xD7, fendrake_isolatin_toupper(0xF7));
-    EXPECT_EQ(toupper(static_cast<signed char>(0xFF)), fendrake_isolatin_toupper(0xFF));
+    // Passed as a signed char, 0xFF is EOF; other high bytes stay as they are.
+    EXPECT_EQ(EOF, fendrake_isolatin_toupper(0xFF));
+    EXPECT_EQ(0xB5, fendrake_isolatin_toupper(0xB5));
+    EXPECT_EQ(0xDF, fendrake_isolatin_toupper(0xDF));
+    EXPECT_EQ(0xFE, fendrake_isolatin_tolower(0xFE));
     EXPECT_EQ(0xF7, fendrake_isolatin_tolower(0xD7));
     EXPECT_EQ(0xE0, fendrake_isolatin_tolower(0xC0));
     EXPECT_EQ('A', fendrake_isolatin_toupper('a'));

@@ -66,6 +66,20 @@ TEST(FendrakeOptArgumentsTest, RemovalLeavesOldEntriesBehindTheNewEnd) {
     EXPECT_EQ(nullptr, args.argv[4]);
 }
 
+TEST(FendrakeOptArgumentsTest, CountBeyondTheListNeverMatches) {
+    for (unsigned count : {2u, 3u, 0x80000000u, 0xFFFFFFFFu}) {
+        SCOPED_TRACE(testing::Message() << "count " << count);
+        ArgList exact({"prog", "-c", "x"});
+        ArgList prefix({"prog", "-c", "x"});
+        FendrakeOptArguments exactArgs = exact.Args();
+        FendrakeOptArguments prefixArgs = prefix.Args();
+        char* out[2] = {nullptr, nullptr};
+        EXPECT_EQ(count == 2, exactArgs.iStealOption("-c", count, out));
+        EXPECT_EQ(count == 2, prefixArgs.iStealOptionAssing("-", 1, count, out));
+        EXPECT_EQ(count == 2 ? 1 : 3, prefixArgs.argc);
+    }
+}
+
 TEST(FendrakeOptArgumentsTest, GetOptionIntConsumesEvenWhenNotANumber) {
     ArgList list({"prog", "-n", "12", "--level=abc", "--depth=-3"});
     FendrakeOptArguments args = list.Args();

@@ -81,6 +81,10 @@ TEST_F(FendrakeRuntimeConfigurationTest, StringsAreCopiedAndCleanedUp) {
     EXPECT_STREQ("first", FendrakeRuntimeConfigGetString(_YCONFIG_PRODUCT_STRING));
     EXPECT_TRUE(FendrakeRuntimeConfigSetValue("PRODUCT-STRING", "second"));
     EXPECT_STREQ("second", FendrakeRuntimeConfigGetString(_YCONFIG_PRODUCT_STRING));
+    // The value may be the very string it replaces.
+    EXPECT_TRUE(FendrakeRuntimeConfigSetValue(
+        "product_string", FendrakeRuntimeConfigGetString(_YCONFIG_PRODUCT_STRING)));
+    EXPECT_STREQ("second", FendrakeRuntimeConfigGetString(_YCONFIG_PRODUCT_STRING));
     EXPECT_TRUE(FendrakeRuntimeConfigSetValue("frontend-1-subtuner-2-lnb-i2c-address", "0x60"));
     EXPECT_STREQ("0x60",
                  FendrakeRuntimeConfigGetString(_YCONFIG_FRONTEND_1_SUBTUNER_2_LNB_I2C_ADDRESS));

@@ -68,6 +68,8 @@ TEST_F(FendrakeStringSharedTest, SelfAppendAndAssignKeepTheText) {
     EXPECT_STREQ("xyz", shared.c_str());
     shared.append(shared.c_str() + 1, 2);
     EXPECT_STREQ("xyzyz", shared.c_str());
+    EXPECT_TRUE(shared.appendConvert(shared.c_str(), 5, "UTF-8"));
+    EXPECT_STREQ("xyzyzxyzyz", shared.c_str());
 }
 
 TEST_F(FendrakeStringSharedTest, GrowthIsExact) {
@@ -131,6 +133,11 @@ TEST(FendrakeStringInterfaceTest, WrapAppendOfRawTextReplaces) {
     std::string other = "+more";
     wrap.append(FendrakeConstStringWrapInterface(other));
     EXPECT_EQ("new+more", target);
+    // A source inside the string itself survives the clearing.
+    wrap.append(target.data() + 4, 3);
+    EXPECT_EQ("mor", target);
+    wrap.assign(target.data() + 1, 2);
+    EXPECT_EQ("or", target);
 }
 
 TEST(FendrakeStringInterfaceTest, WrapRequestAndRelease) {

@@ -14,7 +14,8 @@ const char* const kPath = "Basic/FendrakeStdLib/src/FendrakeOptArguments";
 // that wants more entries than follow it does not match at all.
 template <typename Match>
 bool StealFirst(int& ioArgc, char** ioArgv, unsigned iCount, char** oOut, Match iMatch) {
-    const int limit = ioArgc + 1 - static_cast<int>(iCount);
+    // Wide enough that a count beyond INT_MAX cannot wrap into a large limit.
+    const long long limit = static_cast<long long>(ioArgc) + 1 - iCount;
     if (iCount < 1 || limit < 2)
         return false;
     for (int i = 1; i < limit; ++i) {

@@ -60,8 +60,10 @@ SetResult SetNormalisedValue(const char* iName, const char* iValue) {
     FendrakeRuntimeConfigTypesS s;
     if (__FendrakeRuntimeConfigTypesSFromString(iName, &s) &&
         s != FendrakeRuntimeConfigTypesS_NUMBER_OF) {
-        free(fendrake_runtime_configurationS_dynamic[s]);
+        // Copy before freeing: the value may be the string that is replaced.
+        char* const previous = fendrake_runtime_configurationS_dynamic[s];
         fendrake_runtime_configurationS_dynamic[s] = fendrake_strdup(iValue);
+        free(previous);
         return kStored;
     }
     FendrakeRuntimeConfigTypesU u;

@@ -2,6 +2,7 @@
 #include "Basic/FendrakeStdLib/FendrakeString.h"
 
 #include "Basic/FendrakeStdLib/FendrakeAssert.h"
+#include "Basic/FendrakeStdLib/src/FendrakeString/FendrakeStringInside.h"
 
 #include <cstring>
 
@@ -35,6 +36,11 @@ void FendrakeStringInterface::assign(const FendrakeConstStringInterface& iOther)
 }
 
 void FendrakeStringInterface::assign(const char* iData, unsigned int iLength) {
+    if (FendrakeStringHolds(*this, iData, iLength)) {
+        const std::string source(iData, iLength);
+        FendrakeStringInterface::assign(source.data(), iLength);
+        return;
+    }
     clear();
     append(iData, iLength);
 }
@@ -47,6 +53,12 @@ void FendrakeStringInterface::append(const FendrakeConstStringInterface& iOther)
 }
 
 void FendrakeStringInterface::append(const char* iData, unsigned int iLength) {
+    // The text is cleared and overwritten below, so a source inside it is copied aside first.
+    if (FendrakeStringHolds(*this, iData, iLength)) {
+        const std::string source(iData, iLength);
+        FendrakeStringInterface::append(source.data(), iLength);
+        return;
+    }
     // This base form replaces the content: callers of the wrappers rely on it.
     clear();
     unsigned int size = iLength;

@@ -2,9 +2,15 @@
 #include "Basic/FendrakeStdLib/FendrakeString.h"
 
 #include "Basic/FendrakeStdLib/FendrakeIconv.h"
+#include "Basic/FendrakeStdLib/src/FendrakeString/FendrakeStringInside.h"
 
 bool FendrakeStringInterface::appendConvert(const char* iSource, unsigned int iLength,
                                             const char* iSourceCharset) {
+    // Each round's request may move or free this text: a source inside it is copied aside.
+    if (FendrakeStringHolds(*this, iSource, iLength)) {
+        const std::string source(iSource, iLength);
+        return appendConvert(source.data(), iLength, iSourceCharset);
+    }
     void* converter = fendrake_iconv_open("UTF-8", iSourceCharset);
     if (converter == reinterpret_cast<void*>(-1))
         return false;

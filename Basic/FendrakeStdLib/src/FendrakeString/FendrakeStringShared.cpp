@@ -136,6 +136,8 @@ void FendrakeStringShared::CreateSystem() {
 
 void FendrakeStringShared::DestroySystem() {
     StringRep* empty = smEmpty;
+    if (!empty)
+        return; // never created: BasicTerm without BasicInit goes on to its next step
     CountDown(empty->mRefCount);
     smEmpty = nullptr;
     Destroy(empty);

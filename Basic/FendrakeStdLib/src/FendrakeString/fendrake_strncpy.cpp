@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cfloat>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -13,6 +14,13 @@
 namespace {
 int Upper(const char* iChar) {
     return toupper(static_cast<unsigned char>(*iChar));
+}
+
+// The byte goes to the C library as a signed char, so 0xFF arrives as EOF.
+// Other negative values are undefined there; glibc reads them as the same
+// byte unsigned, so pass that instead.
+int ChangeCaseAsSigned(unsigned char iChar, int (*iChange)(int)) {
+    return iChange(static_cast<signed char>(iChar) == EOF ? EOF : iChar);
 }
 } // namespace
 
@@ -82,13 +90,13 @@ char* fendrake_strdup(const char* iText) {
 int fendrake_isolatin_toupper(unsigned char iChar) {
     if (iChar >= 0xE0 && iChar <= 0xFE)
         return iChar - 0x20;
-    return toupper(static_cast<signed char>(iChar));
+    return ChangeCaseAsSigned(iChar, toupper);
 }
 
 int fendrake_isolatin_tolower(unsigned char iChar) {
     if (iChar >= 0xC0 && iChar <= 0xDE)
         return iChar + 0x20;
-    return tolower(static_cast<signed char>(iChar));
+    return ChangeCaseAsSigned(iChar, tolower);
 }
 
 void fendrake_isolatin_strntoupper(unsigned char* ioText, int iCount) {
