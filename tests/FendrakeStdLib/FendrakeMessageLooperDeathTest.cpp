@@ -21,21 +21,15 @@ public:
     FendrakeMessage* Clone() override { return new CountingMessage(*this); }
 };
 
-class Idle : public FendrakeMessageHandler {
-public:
-    using FendrakeMessageHandler::FendrakeMessageHandler;
-    bool HandleMessage(FendrakeMessage*) override { return true; }
-};
-
 // Exits 0 once the call has asked the first entry for its group 1000 times
 // without returning, and 1 if it returned.
 void DeleteWithMultipleOnAWaitingMessage() {
-    FendrakeMessageHandler* handler = new Idle(new FendrakeMessageLooper("spin", 10));
-    handler->TimedMsg(new CountingMessage, 60000);
+    FendrakeMessageLooper* looper = new FendrakeMessageLooper("spin", 10);
+    looper->AddToTimedMsg(new CountingMessage, 60000, FendrakeMessageHandler::MsgTypeMultiple);
     std::atomic<bool> returned{false};
     std::thread([&] {
         CountingMessage pattern;
-        handler->DeleteTimedMsgs(&pattern, FendrakeMessageHandler::MsgTypeMultiple);
+        looper->LooperDeleteTimedMsgs(&pattern, FendrakeMessageHandler::MsgTypeMultiple);
         returned = true;
     }).detach();
     while (sGroupReads < 1000 && !returned)

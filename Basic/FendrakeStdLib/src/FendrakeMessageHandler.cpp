@@ -1,5 +1,18 @@
 #include "Basic/FendrakeStdLib/FendrakeMessageLooper.h"
 
+namespace {
+// The handler's looper, with the handler key stamped on msg; null, after the
+// assertion at the caller's line, once the looper is gone.
+FendrakeMessageLooper* Stamp(const FendrakeMessageHandler* iHandler, FendrakeMessage* msg,
+                             int iLine) {
+    FendrakeMessageLooper* looper = iHandler->GetLooper();
+    FENDRAKE_ASSERT_AT(FENDRAKE_FILE, iLine, looper, "mpFendrakeMessageLooper");
+    if (looper && msg)
+        msg->mMessageHandlerKeyOnLooper = iHandler->GetHandlerKey();
+    return looper;
+}
+} // namespace
+
 FendrakeMessageHandler::FendrakeMessageHandler(FendrakeMessageLooper* iLooper)
     : mpFendrakeMessageLooper(iLooper), mHandlerKey(0) {
     FENDRAKE_ASSERT(mpFendrakeMessageLooper);
@@ -27,14 +40,10 @@ const char* FendrakeMessageHandler::GetName() {
 void FendrakeMessageHandler::DumpState(FendrakeOstream&) {}
 
 void FendrakeMessageHandler::PostMsg(FendrakeMessage* msg) {
-    FENDRAKE_ASSERT(mpFendrakeMessageLooper);
-    if (!mpFendrakeMessageLooper) {
+    if (FendrakeMessageLooper* looper = Stamp(this, msg, __LINE__))
+        looper->AddMsgToQueue(msg);
+    else
         delete msg; // it was handed over
-        return;
-    }
-    if (msg)
-        msg->mMessageHandlerKeyOnLooper = mHandlerKey;
-    mpFendrakeMessageLooper->AddMsgToQueue(msg);
 }
 
 void FendrakeMessageHandler::PostMsg(FendrakeMessage* msg, unsigned int iKey) {
@@ -44,24 +53,16 @@ void FendrakeMessageHandler::PostMsg(FendrakeMessage* msg, unsigned int iKey) {
 }
 
 bool FendrakeMessageHandler::PostMsgNonBlocking(FendrakeMessage* msg, unsigned int maxQueueSize) {
-    FENDRAKE_ASSERT(mpFendrakeMessageLooper);
-    if (!mpFendrakeMessageLooper)
-        return false;
-    if (msg)
-        msg->mMessageHandlerKeyOnLooper = mHandlerKey;
-    return mpFendrakeMessageLooper->AddMsgToQueueNonBlocking(msg, maxQueueSize);
+    FendrakeMessageLooper* looper = Stamp(this, msg, __LINE__);
+    return looper && looper->AddMsgToQueueNonBlocking(msg, maxQueueSize);
 }
 
 unsigned int FendrakeMessageHandler::TimedMsg(FendrakeMessage* msg, unsigned int delayMilliSec,
                                               MsgTypeHandling iHandling) {
-    FENDRAKE_ASSERT(mpFendrakeMessageLooper);
-    if (!mpFendrakeMessageLooper) {
-        delete msg; // it was handed over
-        return 0;
-    }
-    if (msg)
-        msg->mMessageHandlerKeyOnLooper = mHandlerKey;
-    return mpFendrakeMessageLooper->AddToTimedMsg(msg, delayMilliSec, iHandling);
+    if (FendrakeMessageLooper* looper = Stamp(this, msg, __LINE__))
+        return looper->AddToTimedMsg(msg, delayMilliSec, iHandling);
+    delete msg; // it was handed over
+    return 0;
 }
 
 unsigned int FendrakeMessageHandler::TimedMsgKey(FendrakeMessage* msg, unsigned int delayMilliSec,
@@ -73,21 +74,19 @@ unsigned int FendrakeMessageHandler::TimedMsgKey(FendrakeMessage* msg, unsigned 
 
 void FendrakeMessageHandler::DeleteTimedMsgs(FendrakeMessage* pattern, MsgTypeHandling iHandling,
                                              unsigned int iKey) {
-    FENDRAKE_ASSERT(mpFendrakeMessageLooper);
-    if (!mpFendrakeMessageLooper || !pattern)
+    FendrakeMessageLooper* looper = Stamp(this, pattern, __LINE__);
+    if (!looper || !pattern)
         return;
-    pattern->mMessageHandlerKeyOnLooper = mHandlerKey;
     pattern->mKey = iKey;
-    mpFendrakeMessageLooper->LooperDeleteTimedMsgs(pattern, iHandling);
+    looper->LooperDeleteTimedMsgs(pattern, iHandling);
 }
 
 void FendrakeMessageHandler::KeepMessage() {
-    FENDRAKE_ASSERT(mpFendrakeMessageLooper);
-    if (mpFendrakeMessageLooper)
-        mpFendrakeMessageLooper->iKeepMessage();
+    if (FendrakeMessageLooper* looper = Stamp(this, nullptr, __LINE__))
+        looper->iKeepMessage();
 }
 
 FendrakeMutexNested* FendrakeMessageHandler::GetMutexNested() {
-    FENDRAKE_ASSERT(mpFendrakeMessageLooper);
-    return mpFendrakeMessageLooper ? &mpFendrakeMessageLooper->mMutexNested : nullptr;
+    FendrakeMessageLooper* looper = Stamp(this, nullptr, __LINE__);
+    return looper ? &looper->mMutexNested : nullptr;
 }

@@ -11,6 +11,28 @@ const unsigned int kResponsePingMilliSec = 20000;
 unsigned int TicksPerMilliSec() {
     return (FendrakeThread::ClockTicksPerSec() + 999) / 1000;
 }
+
+bool IsUnique(FendrakeMessageHandler::MsgTypeHandling iHandling) {
+    return iHandling == FendrakeMessageHandler::MsgTypeUnique ||
+           iHandling == FendrakeMessageHandler::MsgTypeUniqueKey;
+}
+
+// Only the looper's own messages may travel without a handler key. False for
+// a null message, which goes nowhere.
+bool CheckRoute(const FendrakeMessage* msg, int iLine) {
+    FENDRAKE_ASSERT(msg);
+    if (!msg)
+        return false;
+    FENDRAKE_ASSERT_STREAM_AT(
+        kPath, iLine,
+        msg->GetFendrakeMessageGroup() == fmgFendrakeMessageLooper ||
+            msg->mMessageHandlerKeyOnLooper != 0,
+        "msg->GetFendrakeMessageGroup()==fmgFendrakeMessageLooper||msg->"
+        "mMessageHandlerKeyOnLooper!=0",
+        << " msg->GetFendrakeMessageGroup()=" << static_cast<int>(msg->GetFendrakeMessageGroup())
+        << ", msg->mMessageHandlerKeyOnLooper=" << msg->mMessageHandlerKeyOnLooper << "\n");
+    return true;
+}
 } // namespace
 
 void FendrakeMessage::ToStream(FendrakeOstream& ioStream) const {
@@ -19,6 +41,8 @@ void FendrakeMessage::ToStream(FendrakeOstream& ioStream) const {
 
 FendrakeMessageLooper::iTimedMsg::iTimedMsg(FendrakeMessage* iMsg, unsigned int delayMilliSec)
     : mMsg(iMsg) {
+    // The clock first: the warning may wait for print access.
+    const unsigned int now = FendrakeThread::GetClockNow();
     const uint64_t ticks = static_cast<uint64_t>(delayMilliSec) * TicksPerMilliSec();
     // Deadlines are compared as signed differences: beyond half the range the
     // order breaks, and the entry is kept with its wrapped deadline all the same.
@@ -32,8 +56,7 @@ FendrakeMessageLooper::iTimedMsg::iTimedMsg(FendrakeMessage* iMsg, unsigned int 
                 << 0x7FFFFFFFu / TicksPerMilliSec() << "\n";
         warning.fire();
     }
-    mTime =
-        FendrakeThread::AddClocks(FendrakeThread::GetClockNow(), static_cast<unsigned int>(ticks));
+    mTime = FendrakeThread::AddClocks(now, static_cast<unsigned int>(ticks));
 }
 
 FendrakeMessageLooper::FendrakeMessageLooper(const char* iName, FendrakeThreadPriority iPriority,
@@ -166,34 +189,13 @@ FendrakeMessage* FendrakeMessageLooper::GetFendrakeMessage(int timeoutMilliSec) 
 }
 
 void FendrakeMessageLooper::AddMsgToQueue(FendrakeMessage* msg) {
-    FENDRAKE_ASSERT(msg);
-    if (!msg)
-        return;
-    FENDRAKE_ASSERT_STREAM_AT(
-        kPath, 202,
-        msg->GetFendrakeMessageGroup() == fmgFendrakeMessageLooper ||
-            msg->mMessageHandlerKeyOnLooper != 0,
-        "msg->GetFendrakeMessageGroup()==fmgFendrakeMessageLooper||msg->"
-        "mMessageHandlerKeyOnLooper!=0",
-        << " msg->GetFendrakeMessageGroup()=" << static_cast<int>(msg->GetFendrakeMessageGroup())
-        << ", msg->mMessageHandlerKeyOnLooper=" << msg->mMessageHandlerKeyOnLooper << "\n");
-    mProCon.addBlocking(msg);
+    if (CheckRoute(msg, 202))
+        mProCon.addBlocking(msg);
 }
 
 bool FendrakeMessageLooper::AddMsgToQueueNonBlocking(FendrakeMessage* msg,
                                                      unsigned int maxQueueSize) {
-    FENDRAKE_ASSERT(msg);
-    if (!msg)
-        return false;
-    FENDRAKE_ASSERT_STREAM_AT(
-        FENDRAKE_FILE, __LINE__,
-        msg->GetFendrakeMessageGroup() == fmgFendrakeMessageLooper ||
-            msg->mMessageHandlerKeyOnLooper != 0,
-        "msg->GetFendrakeMessageGroup()==fmgFendrakeMessageLooper||msg->"
-        "mMessageHandlerKeyOnLooper!=0",
-        << " msg->GetFendrakeMessageGroup()=" << static_cast<int>(msg->GetFendrakeMessageGroup())
-        << ", msg->mMessageHandlerKeyOnLooper=" << msg->mMessageHandlerKeyOnLooper << "\n");
-    return mProCon.add(msg, 0, maxQueueSize);
+    return CheckRoute(msg, __LINE__) && mProCon.add(msg, 0, maxQueueSize);
 }
 
 bool FendrakeMessageLooper::iMatches(const FendrakeMessage* iMsg, const FendrakeMessage* iPattern,
@@ -235,8 +237,7 @@ unsigned int FendrakeMessageLooper::iInsertTimedMsg(const iTimedMsg& entry,
     bool first;
     {
         FendrakeLockScope<FendrakeMutex> lock(mTimedMutex);
-        if (iHandling == FendrakeMessageHandler::MsgTypeUnique ||
-            iHandling == FendrakeMessageHandler::MsgTypeUniqueKey)
+        if (IsUnique(iHandling))
             iDeleteMatching(entry.mMsg, iHandling);
         // Behind the equal deadlines: they run in order of arrival.
         std::vector<iTimedMsg>::iterator it = mTimedMsgs.begin();
@@ -258,8 +259,7 @@ void FendrakeMessageLooper::LooperDeleteTimedMsgs(FendrakeMessage* pattern,
     if (!pattern)
         return;
     FendrakeLockScope<FendrakeMutex> lock(mTimedMutex);
-    if (iHandling == FendrakeMessageHandler::MsgTypeUnique ||
-        iHandling == FendrakeMessageHandler::MsgTypeUniqueKey) {
+    if (IsUnique(iHandling)) {
         iDeleteMatching(pattern, iHandling);
         return;
     }
