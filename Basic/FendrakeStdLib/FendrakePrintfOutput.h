@@ -101,8 +101,8 @@ private:
 };
 
 // Appends to a string in chunks of 64 bytes taken with its two-phase append.
-// Never stops. Count covers only the current chunk, so 'n' on this target can
-// report less than the text so far.
+// Stops only when the string gives no more room. Count covers only the current
+// chunk, so 'n' on this target can report less than the text so far.
 class FendrakeStringInterfaceAppendOutput : public PrintfOutput {
 public:
     explicit FendrakeStringInterfaceAppendOutput(FendrakeStringInterface& ioString)

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdarg>
@@ -220,6 +221,38 @@ TEST(FendrakeSnprintfTest, StreamStopsAfter65536BytesInOneCall) {
     FendrakeStringStream exact;
     EXPECT_TRUE(FendrakeOstreamFormatAppend(exact, "%s", std::string(65535, 'c').c_str()));
     EXPECT_EQ(65535u, exact.str().size());
+}
+
+namespace {
+// Four bytes of room, then guard bytes; grants only the room it has left.
+class FixedString : public FendrakeStringInterface {
+public:
+    const char* c_str() const override { return mData; }
+    const char* data() const override { return mData; }
+    unsigned int length() const override { return mLength; }
+    void clear() override { mLength = 0; }
+    char* appendRequest(unsigned int& ioSize) override {
+        ++mPending;
+        ioSize = std::min(ioSize, 4 - mLength);
+        return mData + mLength;
+    }
+    void appendRelease(unsigned int, unsigned int iActual) override {
+        --mPending;
+        mLength += iActual;
+    }
+    char mData[8] = {'-', '-', '-', '-', '.', '.', '.', '.'};
+    unsigned int mLength = 0;
+    int mPending = 0;
+};
+} // namespace
+
+TEST(FendrakeSnprintfTest, FullStringStopsTheOutput) {
+    FixedString text;
+    text.appendFormat("%s", "abcdef");
+    text.appendFormat("%S", "xyz"); // starts with no room at all
+    EXPECT_EQ("abcd....", std::string(text.mData, sizeof text.mData));
+    EXPECT_EQ(4u, text.mLength);
+    EXPECT_EQ(0, text.mPending) << "every request is released";
 }
 
 TEST(FendrakeSnprintfTest, StringsAppendAndAssign) {

@@ -148,7 +148,11 @@ void FendrakeStringInterfaceAppendOutput::FormatingStart() {
 int FendrakeStringInterfaceAppendOutput::LimitReached() {
     iReleaseChunk();
     iRequestChunk();
-    return 0;
+    if (mChunkSize != 0)
+        return 0;
+    // A string that cannot grow stops the output; its last request is still released.
+    iReleaseChunk();
+    return 1;
 }
 
 void FendrakeStringInterfaceAppendOutput::FormatingCompleted() {

@@ -160,8 +160,15 @@ int PrintfOutput::iWriteFolded(const char* iData, unsigned int iLength, Fold iFo
     if (iFold == eFoldNone)
         return iWrite(iData, iLength);
     const unsigned char* data = reinterpret_cast<const unsigned char*>(iData);
-    for (unsigned int i = 0; i < iLength; ++i) {
-        *mCursor++ = iFold == eFoldUpper ? FoldUpper(data[i]) : FoldLower(data[i]);
+    // Room is measured first: a string target may start with an empty window.
+    while (iLength) {
+        unsigned int room = static_cast<unsigned int>(mEnd - mCursor);
+        if (room > iLength)
+            room = iLength;
+        for (unsigned int i = 0; i < room; ++i)
+            *mCursor++ = iFold == eFoldUpper ? FoldUpper(data[i]) : FoldLower(data[i]);
+        data += room;
+        iLength -= room;
         if (mCursor == mEnd && iAdvance())
             return 1;
     }
