@@ -264,6 +264,9 @@ TEST(FendrakeSnprintfTest, StringsAppendAndAssign) {
     const std::string long_(300, 'l');
     FendrakeStringFormatAppend(text, "[%s]", long_.c_str());
     EXPECT_EQ("id-00be[" + long_ + "]", text);
+    std::string self = "xyz"; // arguments inside the growing target
+    FendrakeStringFormatAppend(self, "%s%s", self.c_str(), self.c_str());
+    EXPECT_EQ("xyzxyzxyz", self);
 
     FendrakeStringShared::CreateSystem();
     {
@@ -273,6 +276,8 @@ TEST(FendrakeSnprintfTest, StringsAppendAndAssign) {
         shared.assignFormat("%S", "new");
         EXPECT_STREQ("NEW", shared.c_str());
         EXPECT_EQ(3u, shared.length());
+        shared.appendFormat("%s|%s", shared.c_str(), std::string(70, 'g').c_str());
+        EXPECT_EQ("NEWNEW|" + std::string(70, 'g'), shared.c_str());
     }
     FendrakeStringShared::DestroySystem();
 }

@@ -3,7 +3,24 @@
 #include "Basic/FendrakeStdLib/FendrakePrintfOutput.h"
 #include "Basic/FendrakeStdLib/FendrakeString.h"
 
+// An argument may point into this string's own text, which a growing request
+// frees or moves. A shared string keeps its old rep alive by one more count
+// (so its first request copies); a wrapped std::string is formatted aside.
 void FendrakeStringInterface::appendFormatV(const char* iFormat, va_list iArgs) {
+    if (FendrakeStringShared* shared = dynamic_cast<FendrakeStringShared*>(this)) {
+        const FendrakeStringShared keepAlive(*shared);
+        FendrakeStringInterfaceAppendOutput output(*this);
+        output.AppendFormatedPrintfV(false, iFormat, iArgs);
+        return;
+    }
+    if (dynamic_cast<FendrakeStringWrapInterface*>(this)) {
+        std::string aside;
+        FendrakeStringWrapInterface asideString(aside);
+        FendrakeStringInterfaceAppendOutput output(asideString);
+        output.AppendFormatedPrintfV(false, iFormat, iArgs);
+        append(FendrakeConstStringWrapInterface(aside));
+        return;
+    }
     FendrakeStringInterfaceAppendOutput output(*this);
     output.AppendFormatedPrintfV(false, iFormat, iArgs);
 }
