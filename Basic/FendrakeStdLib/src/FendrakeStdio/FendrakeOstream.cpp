@@ -1,5 +1,7 @@
 #include "Basic/FendrakeStdLib/FendrakeOstream.h"
 
+#include <cstring>
+
 #include "Basic/FendrakeStdLib/FendrakeCString.h"
 
 #include <cstdint>
@@ -279,28 +281,32 @@ FendrakeOstream& operator<<(FendrakeOstream& ioStream, const FendrakeMemstrDumpe
     return ioStream;
 }
 
-FendrakeOstream& operator<<(FendrakeOstream& ioStream, const FendrakeMemhexDumper& iDump) {
-    ioStream.write("(", 1);
-    ioStream.appendInteger(static_cast<long long>(iDump.mLength));
-    ioStream.write(")=<", 3);
-    for (int i = 0; i < iDump.mLength; ++i) {
-        const unsigned char c = iDump.mData[i];
-        const char text[3] = {' ', kHexDigitsUpper[c >> 4], kHexDigitsUpper[c & 15]};
-        ioStream.write(i == 0 ? text + 1 : text, i == 0 ? 2 : 3);
+namespace {
+// "<open><length><middle>" then each byte in upper-case hex behind iPrefix,
+// iSeparator between bytes, then iClose.
+void DumpHexBytes(FendrakeOstream& ioStream, const unsigned char* iData, int iLength,
+                  const char* iOpen, const char* iMiddle, const char* iSeparator,
+                  const char* iPrefix, const char* iClose) {
+    ioStream.write(iOpen, static_cast<unsigned>(strlen(iOpen)));
+    ioStream.appendInteger(static_cast<long long>(iLength));
+    ioStream.write(iMiddle, static_cast<unsigned>(strlen(iMiddle)));
+    for (int i = 0; i < iLength; ++i) {
+        if (i != 0)
+            ioStream.write(iSeparator, static_cast<unsigned>(strlen(iSeparator)));
+        const char digits[2] = {kHexDigitsUpper[iData[i] >> 4], kHexDigitsUpper[iData[i] & 15]};
+        ioStream.write(iPrefix, static_cast<unsigned>(strlen(iPrefix)));
+        ioStream.write(digits, 2);
     }
-    ioStream.write(">", 1);
+    ioStream.write(iClose, static_cast<unsigned>(strlen(iClose)));
+}
+} // namespace
+
+FendrakeOstream& operator<<(FendrakeOstream& ioStream, const FendrakeMemhexDumper& iDump) {
+    DumpHexBytes(ioStream, iDump.mData, iDump.mLength, "(", ")=<", " ", "", ">");
     return ioStream;
 }
 
 FendrakeOstream& operator<<(FendrakeOstream& ioStream, const FendrakeMemhexCstyleDumper& iDump) {
-    ioStream.write("[", 1);
-    ioStream.appendInteger(static_cast<long long>(iDump.mLength));
-    ioStream.write("]={", 3);
-    for (int i = 0; i < iDump.mLength; ++i) {
-        const unsigned char c = iDump.mData[i];
-        const char text[5] = {',', '0', 'x', kHexDigitsUpper[c >> 4], kHexDigitsUpper[c & 15]};
-        ioStream.write(i == 0 ? text + 1 : text, i == 0 ? 4 : 5);
-    }
-    ioStream.write("};", 2);
+    DumpHexBytes(ioStream, iDump.mData, iDump.mLength, "[", "]={", ",", "0x", "};");
     return ioStream;
 }
